@@ -1,0 +1,21 @@
+/* Opaque references that the two sides hand to each other. */
+
+#ifndef KORVASDK_SUITES_CONTROLSURFACEHANDLES_H
+#define KORVASDK_SUITES_CONTROLSURFACEHANDLES_H
+
+/* The plug-in's. */
+typedef struct KORVASDK_ControlSurfacePlugin KORVASDK_ControlSurfacePlugin;
+typedef struct KORVASDK_ControlSurface KORVASDK_ControlSurface;
+typedef struct KORVASDK_ControlSurfaceTransport KORVASDK_ControlSurfaceTransport;
+typedef struct KORVASDK_ControlSurfaceSMPTE KORVASDK_ControlSurfaceSMPTE;
+typedef struct KORVASDK_ControlSurfaceMixer KORVASDK_ControlSurfaceMixer;
+typedef struct KORVASDK_ControlSurfaceMarker KORVASDK_ControlSurfaceMarker;
+typedef struct KORVASDK_ControlSurfaceCommand KORVASDK_ControlSurfaceCommand;
+typedef struct KORVASDK_ControlSurfaceTintora KORVASDK_ControlSurfaceTintora;
+
+/* The host's. */
+typedef struct KORVASDK_ControlSurfaceHost KORVASDK_ControlSurfaceHost;
+typedef struct KORVASDK_ControlSurfaceHostTransport KORVASDK_ControlSurfaceHostTransport;
+typedef struct KORVASDK_ControlSurfaceHostSMPTE KORVASDK_ControlSurfaceHostSMPTE;
+
+#endif
