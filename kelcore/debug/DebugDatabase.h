@@ -6,7 +6,6 @@
 #include <map>
 #include <mutex>
 #include <string>
-#include <string_view>
 
 namespace kelcore::debug {
 
@@ -24,8 +23,8 @@ public:
     /// The text at `key`, or `defaultText`. [any thread, may block]
     std::string GetEntry(const std::string& key, const std::string& defaultText) const;
 
-    /// The value at `key` read as a `T`; a `bool` is true exactly where the text is "true".
-    /// [any thread, may block]
+    /// The value at `key` read as a `T`: a `bool` is true exactly where the text is "true"; an
+    /// `int` is `defaultValue` where the text is not a decimal number. [any thread, may block]
     template <typename T> T GetEntryAs(const std::string& key, T defaultValue) const;
 
     /// [any thread, may block]
@@ -46,5 +45,9 @@ private:
 };
 
 template <> bool DebugDatabase::GetEntryAs<bool>(const std::string& key, bool defaultValue) const;
+template <> int DebugDatabase::GetEntryAs<int>(const std::string& key, int defaultValue) const;
+template <>
+std::string DebugDatabase::GetEntryAs<std::string>(
+    const std::string& key, std::string defaultValue) const;
 
 } // namespace kelcore::debug

@@ -18,8 +18,19 @@ namespace kelcore::threads {
 /// object goes does nothing.
 class QueueOnlyOnce : public boost::enable_shared_from_this<QueueOnlyOnce> {
 public:
-    /// Seeds the process-wide `rand` generator from the clock, each time: intended.
+    /// Runs are posted to `executor` with a random delay between `minDelay` and `maxDelay`
+    /// milliseconds, spread wider with every run; the greater of the two is the maximum, and equal
+    /// ones leave nothing to chance. Seeds the process-wide `rand` generator from the clock, each
+    /// time: intended.
     QueueOnlyOnce(const boost::function<void()>& function,
+        const boost::shared_ptr<AsyncExecutor>& executor,
+        unsigned int minDelay,
+        unsigned int maxDelay);
+
+    /// A new object in the `boost::shared_ptr` that must own it. Preferred to making one outside:
+    /// what the pointer counts with then is this library's code, which a posted run may need after
+    /// the plug-in that asked for it was unloaded.
+    static boost::shared_ptr<QueueOnlyOnce> Create(const boost::function<void()>& function,
         const boost::shared_ptr<AsyncExecutor>& executor,
         unsigned int minDelay,
         unsigned int maxDelay);

@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <mutex>
 
 namespace kelcore::threads {
@@ -13,12 +15,16 @@ public:
     void Lock(const char* label);
     void Unlock() noexcept;
 
-    /// The label of the lock held now, or null. Only the holder may ask.
-    const char* Label() const noexcept { return mLabel; }
+    /// The label of the innermost lock held now (of the eighth where there are more), or null. Only
+    /// the holder may ask.
+    const char* Label() const noexcept;
 
 private:
+    static constexpr std::size_t kMaxLabels = 8;
+
     std::recursive_mutex mMutex;
-    const char* mLabel = nullptr; // written by the holder only
+    std::array<const char*, kMaxLabels> mLabels{}; // written by the holder only
+    std::size_t mDepth = 0;                        // written by the holder only
 };
 
 /// Holds a `RecursiveMutex` for a scope.

@@ -1,0 +1,12 @@
+#include "kelcore/threads/CurrentThread.h"
+
+#include <unistd.h>
+
+namespace kelcore::threads {
+
+std::uint64_t GetCurrentThreadID() noexcept
+{
+    return static_cast<std::uint64_t>(gettid());
+}
+
+} // namespace kelcore::threads
