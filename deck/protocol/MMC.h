@@ -77,7 +77,7 @@ Bytes EncodeLocateField(std::uint8_t deviceId, std::uint8_t field);
 Bytes EncodeShuttle(std::uint8_t deviceId, double speed);
 /// STEP by -63 to 63 steps.
 Bytes EncodeStep(std::uint8_t deviceId, int steps);
-/// MASKED WRITE of track record ready: `track` from 1 to 317 on or off. The tracks of RP-013's
+/// MASKED WRITE of track record ready: `track` from 1 to 891 on or off. The tracks of RP-013's
 /// bitmap count from 5: its first five bits are video, reserved, time code, aux A and aux B.
 Bytes EncodeRecordReady(std::uint8_t deviceId, int track, bool ready);
 
