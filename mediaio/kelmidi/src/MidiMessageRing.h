@@ -54,6 +54,19 @@ private:
     static constexpr std::uint32_t kNothingPinned = kPoolSize;
     static_assert(kNothingPinned < (1U << kIndexBits));
 
+    static constexpr SlotWord MakeWord(std::int64_t number, std::uint32_t index)
+    {
+        return (static_cast<SlotWord>(number) << kIndexBits) | index;
+    }
+    static constexpr std::int64_t NumberOf(SlotWord word)
+    {
+        return static_cast<std::int64_t>(word >> kIndexBits);
+    }
+    static constexpr std::uint32_t IndexOf(SlotWord word)
+    {
+        return static_cast<std::uint32_t>(word & ((1U << kIndexBits) - 1));
+    }
+
     std::uint32_t PinMessage(std::int64_t number) noexcept;
     std::atomic<SlotWord>& SlotOf(std::int64_t number) noexcept;
 

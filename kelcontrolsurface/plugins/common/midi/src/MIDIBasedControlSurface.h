@@ -54,7 +54,8 @@ public:
     bool IsConnected() const noexcept { return mConnected; }
 
     /// Sends at once. Where the binding is being changed at this moment or no port is bound, the
-    /// message is dropped. At most 256 bytes; more are not sent. [any thread, never waits]
+    /// message is dropped. More than 256 bytes go out as an empty message. [any thread, never
+    /// waits]
     void OutputMessage(const unsigned char* bytes, unsigned int length);
 
     /// The same with a time stamp, in host time units. [any thread, never waits]
@@ -70,8 +71,9 @@ public:
     void EndSetupNotices();
 
 private:
-    void Unbind();
     void BindConfiguredPorts();
+    void UnbindInput();
+    void UnbindOutput();
     void Send(const kelmidi::MidiMessage& message);
 
     boost::recursive_mutex mMutex; // guards the binding: host, ports and device info

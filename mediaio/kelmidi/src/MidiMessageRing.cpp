@@ -1,0 +1,81 @@
+#include "mediaio/kelmidi/src/MidiMessageRing.h"
+
+#include <thread>
+#include <utility>
+
+namespace kelmidi {
+
+// Every access to a shared word keeps the default, sequentially consistent order: the two counters
+// must not be seen out of step, or a message could wait with no pass to come; and the pin must be
+// seen before the slot is read again, or a pinned message could be overwritten.
+
+MidiMessageRing::MidiMessageRing()
+    : mPool(new MidiMessage[kPoolSize])
+    , mSlots(new std::atomic<SlotWord>[kCapacity])
+    , mSpares{kCapacity, kCapacity + 1}
+{
+    for (std::uint32_t index = 0; index < kCapacity; ++index) {
+        mSlots[index].store(MakeWord(0, index));
+    }
+}
+
+std::int64_t MidiMessageRing::Claim() noexcept
+{
+    return mWriteCount.fetch_add(1) + 1;
+}
+
+void MidiMessageRing::Fill(std::int64_t number, const MidiMessage& message) noexcept
+{
+    // A spare stands in no slot, so that the pass cannot pin it from now on; it may have before.
+    if (mSpares[0] == mPinned.load()) {
+        std::swap(mSpares[0], mSpares[1]);
+    }
+    mPool[mSpares[0]] = message;
+    const SlotWord before = SlotOf(number).exchange(MakeWord(number, mSpares[0]));
+    mSpares[0] = IndexOf(before);
+}
+
+bool MidiMessageRing::HoldsOne() const noexcept
+{
+    const std::int64_t written = mWriteCount.load();
+    return written - mReadCount.load() == 1;
+}
+
+const MidiMessage* MidiMessageRing::Next() noexcept
+{
+    const std::int64_t read = mReadCount.load();
+    if (read == mWriteCount.load()) {
+        return nullptr;
+    }
+    return &mPool[PinMessage(mReadCount.fetch_add(1) + 1)];
+}
+
+void MidiMessageRing::Unpin() noexcept
+{
+    mPinned.store(kNothingPinned);
+}
+
+std::uint32_t MidiMessageRing::PinMessage(std::int64_t number) noexcept
+{
+    const std::atomic<SlotWord>& slot = SlotOf(number);
+    for (;;) {
+        const SlotWord word = slot.load();
+        if (NumberOf(word) < number) {
+            std::this_thread::yield(); // claimed, and about to be filled
+            continue;
+        }
+        mPinned.store(IndexOf(word));
+        // Unchanged: the producer has not taken the message out, and will find it pinned when it
+        // does.
+        if (slot.load() == word) {
+            return IndexOf(word);
+        }
+    }
+}
+
+std::atomic<MidiMessageRing::SlotWord>& MidiMessageRing::SlotOf(std::int64_t number) noexcept
+{
+    return mSlots[static_cast<std::uint64_t>(number - 1) & (kCapacity - 1)];
+}
+
+} // namespace kelmidi
