@@ -1,0 +1,128 @@
+#include "kelorintal/GUIThread.h"
+
+#include "kelorintal/ToolkitApplication.h"
+
+#include <QtCore/QThread>
+#include <QtWidgets/QApplication>
+
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <thread>
+
+namespace kelorintal {
+
+namespace {
+
+/// The toolkit's own GUI thread. Never destroyed: it sleeps in here while the process ends.
+class ToolkitThread {
+public:
+    static ToolkitThread& Instance()
+    {
+        static ToolkitThread& sThread = *new ToolkitThread;
+        return sThread;
+    }
+
+    /// Whether the calling thread is this one, inside a job.
+    static bool IsCurrent() { return tIsCurrent; }
+
+    /// The host's QCoreApplication, or null. While a job runs, the one that exists is ours.
+    QCoreApplication* HostApplication()
+    {
+        const std::lock_guard lock(mMutex);
+        return mJob == nullptr ? QCoreApplication::instance() : nullptr;
+    }
+
+    std::string Run(const std::function<void()>& function)
+    {
+        std::unique_lock lock(mMutex);
+        mChanged.wait(lock, [this] { return mJob == nullptr; });
+        Job job{&function, {}, false};
+        mJob = &job;
+        StartThreadOnce();
+        mChanged.notify_all();
+        mChanged.wait(lock, [&job] { return job.done; });
+        return job.whyNot;
+    }
+
+private:
+    struct Job {
+        const std::function<void()>* function;
+        std::string whyNot;
+        bool done;
+    };
+
+    void StartThreadOnce()
+    {
+        if (!mStarted) {
+            std::thread([this] { Loop(); }).detach();
+            mStarted = true;
+        }
+    }
+
+    void Loop()
+    {
+        tIsCurrent = true;
+        std::unique_lock lock(mMutex);
+        for (;;) {
+            mChanged.wait(lock, [this] { return mJob != nullptr; });
+            Job& job = *mJob;
+            lock.unlock();
+            job.whyNot = RunInApplication(*job.function);
+            lock.lock();
+            job.done = true;
+            mJob = nullptr;
+            mChanged.notify_all();
+        }
+    }
+
+    static thread_local bool tIsCurrent;
+
+    std::mutex mMutex;
+    std::condition_variable mChanged;
+    Job* mJob = nullptr;   // guarded by mMutex
+    bool mStarted = false; // guarded by mMutex
+};
+
+thread_local bool ToolkitThread::tIsCurrent = false;
+
+std::string RunInHostApplication(QCoreApplication& host, const std::function<void()>& function)
+{
+    if (qobject_cast<QApplication*>(&host) == nullptr) {
+        return "the process runs Qt without widgets";
+    }
+    if (host.thread() == QThread::currentThread()) {
+        function();
+    } else {
+        QMetaObject::invokeMethod(&host, function, Qt::BlockingQueuedConnection);
+    }
+    return {};
+}
+
+} // namespace
+
+std::string RunOnGUIThread(const std::function<void()>& function)
+{
+    std::exception_ptr failure;
+    const std::function<void()> guarded = [&function, &failure] {
+        try {
+            function();
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    };
+    std::string whyNot;
+    if (ToolkitThread::IsCurrent()) {
+        guarded();
+    } else if (auto* host = ToolkitThread::Instance().HostApplication(); host != nullptr) {
+        whyNot = RunInHostApplication(*host, guarded);
+    } else {
+        whyNot = ToolkitThread::Instance().Run(guarded);
+    }
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+    return whyNot;
+}
+
+} // namespace kelorintal
