@@ -1,0 +1,42 @@
+// Passes the transport's position on to a connected surface, which makes MIDI
+// Time Code of it.
+
+#pragma once
+
+#include "deck/host/Plugin.h"
+#include "deck/transport/Clock.h"
+#include "deck/transport/TransportSink.h"
+
+#include <mutex>
+
+namespace deck::host {
+
+/// Tells the surface nothing before it asked for positions (SetSMPTEActive).
+class SurfaceLink final : public TransportSink {
+public:
+    /// `clock` is the transport's. [host]
+    SurfaceLink(FrameRate rate, const Clock& clock);
+
+    /// From now on `smpte` is called. [host, may block]
+    void Attach(const SurfaceSMPTE& smpte);
+    /// On return no call is running and none will come: do this before the surface is
+    /// disconnected. [host, may block]
+    void Detach();
+
+    void OnCall(const HostCall& call) override;
+    void OnLocated(const Position& position) override;
+    void OnPosition(const Position& position) override;
+
+private:
+    bool CanTell() const noexcept;
+
+    FrameRate mRate;
+    const Clock& mClock;
+    // Held for a call of the SMPTE suite, which does not wait; contended only while a surface
+    // comes or goes.
+    std::mutex mMutex;
+    SurfaceSMPTE mSMPTE;          // guarded by mMutex
+    bool mWantsPositions = false; // guarded by mMutex
+};
+
+} // namespace deck::host

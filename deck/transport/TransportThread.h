@@ -1,0 +1,63 @@
+// Runs a transport on a thread of its own: commands in through a queue, frames out
+// on absolute deadlines.
+
+#pragma once
+
+#include "deck/transport/BoundedQueue.h"
+#include "deck/transport/Clock.h"
+#include "deck/transport/Transport.h"
+
+#include <atomic>
+#include <cstdint>
+#include <thread>
+
+namespace deck {
+
+/// How late the thread woke for its frames.
+struct Punctuality {
+    std::uint64_t frames = 0;
+    std::chrono::nanoseconds worst{0};
+    std::chrono::nanoseconds sum{0};
+};
+
+class TransportThread final : public TransportCommands {
+public:
+    /// `clock` and the sinks outlive the thread.
+    TransportThread(
+        const TransportSettings& settings, Clock& clock, std::vector<TransportSink*> sinks);
+    /// Stops. [host, may block]
+    ~TransportThread() override;
+
+    /// [host, may block]
+    void Start();
+    /// Ends the thread where it stands; a transport that rolls is brought to rest first. Commands
+    /// that wait are carried out before. [host, may block]
+    void Stop();
+
+    /// Of several locates that wait one behind the other only the newest is carried out.
+    /// [any thread, real-time]
+    bool TryPost(const HostCall& call) noexcept override;
+
+    /// Calls refused because the queue was full. [any thread, real-time]
+    std::uint64_t RefusedCalls() const noexcept { return mRefused.load(); }
+    /// [host, after Stop]
+    const Punctuality& GetPunctuality() const noexcept { return mPunctuality; }
+    const Transport& GetTransport() const noexcept { return mTransport; }
+
+private:
+    void Run();
+    void CarryOutCalls();
+    void NotePunctuality(std::chrono::nanoseconds deadline);
+
+    static constexpr std::size_t kQueueLength = 1024;
+
+    Clock& mClock;
+    Transport mTransport; // the thread's own between Start and Stop
+    BoundedQueue<HostCall, kQueueLength> mCalls;
+    std::atomic<std::uint64_t> mRefused{0};
+    std::atomic<bool> mEnds{false};
+    Punctuality mPunctuality; // the thread's own between Start and Stop
+    std::thread mThread;
+};
+
+} // namespace deck
