@@ -30,7 +30,9 @@ public:
         const char* layoutName,
         const char* layoutName2,
         void* parentWindow);
-    ~UI_OptionalOrinDialog() override;
+
+    /// Whether the layout was found and read; otherwise there are no controls. [any thread]
+    bool HasLayout() const { return !mLayout.empty(); }
 
     /// The control with that ID (UTF-8), or null where there is none or it is of another type.
     /// The dialog keeps it alive. [any thread]
@@ -54,6 +56,9 @@ public:
     /// that is, see GUIThread.h. Without a display nothing is shown and the trace says why.
     /// [host, may block]
     virtual std::int32_t RunModal();
+
+protected:
+    ~UI_OptionalOrinDialog() override;
 
 private:
     void RunWindow();
