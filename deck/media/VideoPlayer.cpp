@@ -1,0 +1,331 @@
+#include "deck/media/VideoPlayer.h"
+
+#include <mpv/client.h>
+#include <mpv/render.h>
+
+#include <algorithm>
+#include <clocale>
+#include <cmath>
+#include <ctime>
+#include <utility>
+
+namespace deck {
+
+namespace {
+
+// Beyond this the picture jumps instead of being drawn in: nobody waits seconds for a picture.
+constexpr double kJumpSeconds = 0.4;
+// How fast an error is made good: by half in a quarter of a second, at most 5 % off speed.
+constexpr double kPull = 2.0;
+constexpr double kMaxPull = 0.05;
+
+std::chrono::nanoseconds Now()
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+}
+
+double Seconds(std::chrono::nanoseconds time)
+{
+    return std::chrono::duration<double>(time).count();
+}
+
+/// Where the deck is now, in seconds of media.
+double DeckSeconds(const PlayHead& head)
+{
+    return Seconds(head.playing ? head.mediaTime + (Now() - head.hostTime) : head.mediaTime);
+}
+
+void Require(int result, const std::string& what)
+{
+    if (result < 0) {
+        throw MediaError(what + ": " + mpv_error_string(result));
+    }
+}
+
+} // namespace
+
+void VideoPlayer::MpvDeleter::operator()(mpv_handle* handle) const
+{
+    mpv_terminate_destroy(handle);
+}
+
+void VideoPlayer::RenderDeleter::operator()(mpv_render_context* context) const
+{
+    mpv_render_context_free(context);
+}
+
+VideoPlayer::VideoPlayer(const std::string& path, const Options& options)
+    : mInfo(ReadMediaInfo(path))
+{
+    if (!mInfo.HasVideo()) {
+        throw MediaError(path + ": has no video");
+    }
+    SetUp(options);
+    Load(path);
+    mThread = std::thread([this] { Run(); });
+}
+
+VideoPlayer::~VideoPlayer()
+{
+    mEnding = true;
+    mpv_wakeup(mMpv.get());
+    mThread.join();
+    mpv_render_context_set_update_callback(mRender.get(), nullptr, nullptr);
+}
+
+void VideoPlayer::SetUp(const Options& options)
+{
+    std::setlocale(LC_NUMERIC, "C"); // mpv refuses to start otherwise
+    mMpv.reset(mpv_create());
+    if (!mMpv) {
+        throw MediaError("mpv does not start");
+    }
+    const std::pair<const char*, const char*> settings[] = {
+        {"config", "no"},
+        {"vo", "libmpv"},
+        {"pause", "yes"},
+        {"keep-open", "always"},
+        {"hr-seek", "always"},
+        {"hr-seek-framedrop", "no"},
+        {"audio", options.audio ? "auto" : "no"},
+        {"sub", "no"},
+        {"osd-level", "0"},
+        {"ytdl", "no"},
+        {"load-scripts", "no"},
+        {"input-default-bindings", "no"},
+        {"video-timing-offset", "0"},
+        {"hwdec", options.hardwareDecoding.c_str()},
+    };
+    for (const auto& [name, value] : settings) {
+        Require(mpv_set_option_string(mMpv.get(), name, value), std::string("mpv option ") + name);
+    }
+    Require(mpv_initialize(mMpv.get()), "mpv");
+    Require(mpv_observe_property(mMpv.get(), 0, "time-pos", MPV_FORMAT_DOUBLE), "mpv");
+
+    char api[] = MPV_RENDER_API_TYPE_SW;
+    mpv_render_param parameters[]
+        = {{MPV_RENDER_PARAM_API_TYPE, api}, {MPV_RENDER_PARAM_INVALID, nullptr}};
+    mpv_render_context* context = nullptr;
+    Require(mpv_render_context_create(&context, mMpv.get(), parameters), "mpv's renderer");
+    mRender.reset(context);
+    mpv_render_context_set_update_callback(
+        context,
+        [](void* self) {
+            auto* player = static_cast<VideoPlayer*>(self);
+            player->mHasPicture = true;
+            const std::lock_guard lock(player->mMutex);
+            if (player->mPictureChanged) {
+                player->mPictureChanged();
+            }
+        },
+        this);
+}
+
+void VideoPlayer::Load(const std::string& path)
+{
+    const char* command[] = {"loadfile", path.c_str(), nullptr};
+    Require(mpv_command(mMpv.get(), command), path);
+    for (;;) {
+        const mpv_event* event = mpv_wait_event(mMpv.get(), 20);
+        if (event->event_id == MPV_EVENT_PLAYBACK_RESTART) {
+            mStill = 0;
+            return;
+        }
+        if (event->event_id == MPV_EVENT_END_FILE) {
+            const auto* end = static_cast<const mpv_event_end_file*>(event->data);
+            throw MediaError(path + ": " + mpv_error_string(end->error));
+        }
+        if (event->event_id == MPV_EVENT_NONE) {
+            throw MediaError(path + ": mpv shows nothing within 20 seconds");
+        }
+    }
+}
+
+void VideoPlayer::Follow(const PlayHead& head)
+{
+    {
+        const std::lock_guard lock(mMutex);
+        mHead = head;
+    }
+    mpv_wakeup(mMpv.get());
+}
+
+void VideoPlayer::SetPictureChanged(std::function<void()> changed)
+{
+    const std::lock_guard lock(mMutex);
+    mPictureChanged = std::move(changed);
+}
+
+bool VideoPlayer::Render(std::uint8_t* pixels, int width, int height, std::size_t stride)
+{
+    if (!mHasPicture) {
+        return false;
+    }
+    mpv_render_context_update(mRender.get());
+    int size[] = {width, height};
+    char format[] = "bgr0";
+    int block = 0;
+    mpv_render_param parameters[] = {
+        {MPV_RENDER_PARAM_SW_SIZE, size},
+        {MPV_RENDER_PARAM_SW_FORMAT, format},
+        {MPV_RENDER_PARAM_SW_STRIDE, &stride},
+        {MPV_RENDER_PARAM_SW_POINTER, pixels},
+        {MPV_RENDER_PARAM_BLOCK_FOR_TARGET_TIME, &block},
+        {MPV_RENDER_PARAM_INVALID, nullptr},
+    };
+    return mpv_render_context_render(mRender.get(), parameters) >= 0;
+}
+
+VideoStatus VideoPlayer::Status() const
+{
+    const std::lock_guard lock(mMutex);
+    return mStatus;
+}
+
+void VideoPlayer::Run()
+{
+    while (!mEnding) {
+        HandleEvents();
+        if (!mEnding) {
+            Steer();
+        }
+    }
+}
+
+/// Waits for an event or a wake-up, then takes what else there is.
+void VideoPlayer::HandleEvents()
+{
+    double timeout = -1; // without end
+    for (;;) {
+        const mpv_event* event = mpv_wait_event(mMpv.get(), timeout);
+        if (event->event_id == MPV_EVENT_NONE) {
+            return;
+        }
+        timeout = 0;
+        if (event->event_id == MPV_EVENT_PROPERTY_CHANGE) {
+            NotePicture(*static_cast<const mpv_event_property*>(event->data));
+        }
+        if (event->event_id == MPV_EVENT_PLAYBACK_RESTART && mSeeking) {
+            mStill = std::exchange(mSeeking, std::nullopt);
+            const std::lock_guard lock(mMutex);
+            mStatus.shownFrame = mStill;
+            ++mStatus.locates;
+        }
+    }
+}
+
+void VideoPlayer::Steer()
+{
+    if (mSeeking) {
+        return; // the newest position is looked at again when this one has landed
+    }
+    PlayHead head;
+    {
+        const std::lock_guard lock(mMutex);
+        head = mHead;
+    }
+    if (head.playing) {
+        SteerPlaying(head);
+    } else {
+        ShowStill(head);
+    }
+}
+
+void VideoPlayer::ShowStill(const PlayHead& head)
+{
+    SetPaused(true);
+    mLocked = false;
+    const auto last = std::max<FrameNumber>(mInfo.frameCount - 1, 0);
+    // A picture stands until the next one's moment: half a microsecond forgives rounding.
+    const double position = (DeckSeconds(head) + 5e-7) / FrameSeconds();
+    const auto frame
+        = std::clamp<FrameNumber>(static_cast<FrameNumber>(std::floor(position)), 0, last);
+    if (mStill != frame) {
+        StartSeek(frame);
+    }
+}
+
+void VideoPlayer::SteerPlaying(const PlayHead& head)
+{
+    const double deck = DeckSeconds(head);
+    if (deck < 0 || deck >= static_cast<double>(mInfo.frameCount) * FrameSeconds()) {
+        PlayHead edge = head;
+        edge.playing = false;
+        edge.mediaTime = std::chrono::nanoseconds(std::llround(deck * 1e9));
+        return ShowStill(edge);
+    }
+    mStill.reset();
+    SetPaused(false);
+    if (!mPicture) {
+        return;
+    }
+    // The moment that a frame appeared is the moment to compare: in between, its time stands still.
+    PlayHead then = head;
+    then.mediaTime += mPicture->hostTime - then.hostTime;
+    const double behind = Seconds(then.mediaTime) - mPicture->seconds;
+    mPicture.reset();
+    if (std::abs(behind) > kJumpSeconds) {
+        return StartSeek(static_cast<FrameNumber>(std::ceil(deck / FrameSeconds())));
+    }
+    SetSpeed(1.0 + std::clamp(kPull * behind, -kMaxPull, kMaxPull));
+    NoteDrift(-behind / FrameSeconds());
+}
+
+void VideoPlayer::NoteDrift(double frames)
+{
+    mLocked = mLocked || std::abs(frames) < 0.25;
+    const std::lock_guard lock(mMutex);
+    mStatus.driftFrames = frames;
+    if (mLocked) {
+        mStatus.maxDriftFrames = std::max(mStatus.maxDriftFrames, std::abs(frames));
+    }
+}
+
+/// A frame has appeared while playing, or the position moved for another reason.
+void VideoPlayer::NotePicture(const mpv_event_property& property)
+{
+    if (property.format == MPV_FORMAT_DOUBLE && !mSeeking) {
+        mPicture = Picture{*static_cast<const double*>(property.data), Now()};
+    }
+}
+
+void VideoPlayer::StartSeek(FrameNumber frame)
+{
+    // mpv shows the first frame at or after the target: a quarter of a frame early is never on the
+    // edge to a neighbour.
+    const double early = std::max(static_cast<double>(frame) - 0.25, 0.0);
+    const std::string target = std::to_string(early * FrameSeconds());
+    const char* command[] = {"seek", target.c_str(), "absolute+exact", nullptr};
+    if (mpv_command_async(mMpv.get(), 0, command) >= 0) {
+        mSeeking = frame;
+    }
+}
+
+void VideoPlayer::SetPaused(bool paused)
+{
+    if (paused != mPaused) {
+        int flag = paused ? 1 : 0;
+        mpv_set_property_async(mMpv.get(), 0, "pause", MPV_FORMAT_FLAG, &flag);
+        mPaused = paused;
+        if (paused) {
+            mStill.reset();
+        }
+    }
+}
+
+void VideoPlayer::SetSpeed(double speed)
+{
+    if (std::abs(speed - mSpeed) > 1e-4) {
+        mpv_set_property_async(mMpv.get(), 0, "speed", MPV_FORMAT_DOUBLE, &speed);
+        mSpeed = speed;
+    }
+}
+
+double VideoPlayer::FrameSeconds() const
+{
+    return static_cast<double>(mInfo.fpsDenominator) / static_cast<double>(mInfo.fpsNumerator);
+}
+
+} // namespace deck
