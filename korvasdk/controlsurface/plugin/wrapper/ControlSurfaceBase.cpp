@@ -117,7 +117,7 @@ KORVASDK_Result ControlSurfaceBase::Update()
     return kErrorNotImplemented;
 }
 
-void ControlSurfaceBase::RegisterSuite(QXSuitesSuite* suitesSuite, QXSuiteList* suiteList)
+void ControlSurfaceBase::RegisterSuite(const QXSuitesSuite* suitesSuite, QXSuiteList* suiteList)
 {
     QXSuite* ignored = nullptr;
     suitesSuite->AddSuite(suiteList, nullptr, kKORVASDKControlSurfaceSuite,

@@ -33,7 +33,7 @@ public:
     virtual KORVASDK_Result Update();
 
     /// Adds the suite's one table as version 1 and as version 2; what the host answers is ignored.
-    static void RegisterSuite(QXSuitesSuite* suitesSuite, QXSuiteList* suiteList);
+    static void RegisterSuite(const QXSuitesSuite* suitesSuite, QXSuiteList* suiteList);
 };
 
 inline KORVASDK_ControlSurface* ToHandle(ControlSurfaceBase* surface) noexcept

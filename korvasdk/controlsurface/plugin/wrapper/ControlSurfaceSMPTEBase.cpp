@@ -69,7 +69,8 @@ KORVASDK_Result ControlSurfaceSMPTEBase::TransmitFullFrame(unsigned long long,
     return kErrorNotImplemented;
 }
 
-void ControlSurfaceSMPTEBase::RegisterSuite(QXSuitesSuite* suitesSuite, QXSuiteList* suiteList)
+void ControlSurfaceSMPTEBase::RegisterSuite(
+    const QXSuitesSuite* suitesSuite, QXSuiteList* suiteList)
 {
     QXSuite* ignored = nullptr;
     suitesSuite->AddSuite(suiteList, nullptr, kKORVASDKControlSurfaceSMPTESuite,

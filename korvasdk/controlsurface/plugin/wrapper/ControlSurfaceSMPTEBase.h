@@ -38,7 +38,7 @@ public:
         unsigned char frames);
 
     /// Adds the suite's table as version 1; what the host answers is ignored.
-    static void RegisterSuite(QXSuitesSuite* suitesSuite, QXSuiteList* suiteList);
+    static void RegisterSuite(const QXSuitesSuite* suitesSuite, QXSuiteList* suiteList);
 };
 
 inline KORVASDK_ControlSurfaceSMPTE* ToHandle(ControlSurfaceSMPTEBase* smpte) noexcept

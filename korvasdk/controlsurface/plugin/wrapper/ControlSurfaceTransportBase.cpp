@@ -111,7 +111,8 @@ KORVASDK_Result ControlSurfaceTransportBase::SetTimeDisplay(unsigned int, const 
     return kErrorNotImplemented;
 }
 
-void ControlSurfaceTransportBase::RegisterSuite(QXSuitesSuite* suitesSuite, QXSuiteList* suiteList)
+void ControlSurfaceTransportBase::RegisterSuite(
+    const QXSuitesSuite* suitesSuite, QXSuiteList* suiteList)
 {
     QXSuite* ignored = nullptr;
     suitesSuite->AddSuite(suiteList, nullptr, kKORVASDKControlSurfaceTransportSuite,

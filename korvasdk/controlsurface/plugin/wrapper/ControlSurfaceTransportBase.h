@@ -29,7 +29,7 @@ public:
     virtual KORVASDK_Result SetTimeDisplay(unsigned int format, const KORVASDK_String* text);
 
     /// Adds the suite's table as version 1; what the host answers is ignored.
-    static void RegisterSuite(QXSuitesSuite* suitesSuite, QXSuiteList* suiteList);
+    static void RegisterSuite(const QXSuitesSuite* suitesSuite, QXSuiteList* suiteList);
 };
 
 inline KORVASDK_ControlSurfaceTransport* ToHandle(ControlSurfaceTransportBase* transport) noexcept

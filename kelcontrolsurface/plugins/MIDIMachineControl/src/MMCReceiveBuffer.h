@@ -1,0 +1,79 @@
+// The bytes of a MIDI stream that are not used up yet, and the system-exclusive messages in them.
+
+#pragma once
+
+#include "kelcore/utility/ByteSequence.h"
+
+#include <cstddef>
+#include <optional>
+
+namespace mmc {
+
+/// Finds the first byte of one value in a sequence that grows at its end and is erased from its
+/// front, and searches no byte twice for it.
+class FirstByteSearch {
+public:
+    explicit FirstByteSearch(unsigned char wanted) noexcept
+        : mWanted(wanted)
+    {
+    }
+
+    /// Where the first wanted byte stands in `bytes`, or nothing. `bytes` may only have grown
+    /// since the last call, or have been erased as `EraseFront` or `Restart` was told.
+    std::optional<std::size_t> Find(const kelcore::utility::ByteSequence& bytes) noexcept;
+
+    void EraseFront(std::size_t count) noexcept;
+    void Restart() noexcept;
+
+private:
+    unsigned char mWanted;
+    bool mFound = false;
+    std::size_t mSearched = 0; // bytes known not to be wanted; where mFound, the wanted one's place
+};
+
+/// The head of the command part of one MMC message.
+struct MMCMessage {
+    unsigned char subId;       // 06, command, or 07, response
+    const unsigned char* data; // inside the buffer: valid until it changes
+    std::size_t length;        // at least 1
+};
+
+/// Keeps bytes in arrival order until a message F0 ... F7 uses them up, without a bound. A flood
+/// that never completes a message stays cheap all the same: where more than `kMostIdleBytes` are
+/// held, those go that cannot change what any later byte leads to.
+/// [delivery, one thread at a time]
+class ReceiveBuffer {
+public:
+    static constexpr std::size_t kMostIdleBytes = 4096;
+
+    /// Throws `std::bad_alloc`; the buffer is then as it was.
+    void Append(const unsigned char* bytes, std::size_t count);
+
+    /// Whether something can be used up: a first F7 anywhere, and a first F0 that is not the
+    /// last byte. The F7 may stand before the F0.
+    bool HasMessage() noexcept;
+
+    /// What `HasMessage` found, where it is an MMC message. The device ID is never examined.
+    std::optional<MMCMessage> FrontMMCMessage() noexcept;
+
+    /// Uses up everything to the first F7, that one included. `HasMessage` was true.
+    void EraseFrontMessage() noexcept;
+
+    /// Bytes held now. [test]
+    std::size_t Size() const noexcept { return mBytes.Size(); }
+
+private:
+    void DropIdleBytes() noexcept;
+    void DropBytesBeforeStart() noexcept;
+    void DropForeignData() noexcept;
+    std::size_t CountEnds(std::size_t length) noexcept;
+    void EraseFront(std::size_t count) noexcept;
+
+    // F7 bytes that arrived before everything in mBytes: each still costs one arrival.
+    std::size_t mEndsBefore = 0;
+    kelcore::utility::ByteSequence mBytes;
+    FirstByteSearch mStart{0xF0};
+    FirstByteSearch mEnd{0xF7};
+};
+
+} // namespace mmc
