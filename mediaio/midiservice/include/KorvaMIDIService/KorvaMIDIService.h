@@ -1,0 +1,47 @@
+/* What CoreMIDI's interface does not tell about the service on Linux: which one
+ * runs, how it fares, and which endpoints it cannot tell apart. */
+
+#ifndef KORVA_MIDISERVICE_H
+#define KORVA_MIDISERVICE_H
+
+#include <CoreMIDI/CoreMIDI.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The service in use: "alsa", "jack" or "builtin". Starts it. */
+CF_EXPORT const char* KorvaMIDIServiceName(void);
+
+typedef SInt32 KorvaMIDIServiceStateCode;
+enum {
+    kKorvaMIDIServiceRunning = 0,
+    kKorvaMIDIServiceWaiting = 1 /* for its server, which is looked for all the time */
+};
+
+/* Starts the service. `reason` (may be null) receives one line for the user,
+ * UTF-8, cut off to `reasonSize` bytes with the ending 0. */
+CF_EXPORT KorvaMIDIServiceStateCode KorvaMIDIServiceState(char* reason, ByteCount reasonSize);
+
+/* Counted since the service started. */
+typedef struct KorvaMIDIServiceCounters {
+    UInt64 received;   /* packets handed to read callbacks */
+    UInt64 sent;       /* messages that left the process */
+    UInt64 dropped;    /* lost because there was no room */
+    UInt64 refused;    /* sent to what was gone or could not take it */
+    UInt64 flushed;    /* dropped by MIDIFlushOutput */
+    UInt64 sysExSplit; /* SysEx of more than 256 bytes, delivered in several packets */
+} KorvaMIDIServiceCounters;
+
+/* Any thread, real-time; all 0 while the service is not started. */
+CF_EXPORT void KorvaMIDIServiceGetCounters(KorvaMIDIServiceCounters* counters);
+
+/* Not 0 when another endpoint cannot be told apart from this one, so that its
+ * unique ID may mean the other one in the next run. */
+CF_EXPORT Boolean KorvaMIDIServiceIsAmbiguous(MIDIEndpointRef endpoint);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

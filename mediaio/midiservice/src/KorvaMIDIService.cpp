@@ -1,0 +1,42 @@
+#include <KorvaMIDIService/KorvaMIDIService.h>
+
+#include "mediaio/midiservice/src/SharedService.h"
+
+#include <cstdio>
+
+using namespace midiservice;
+
+const char* KorvaMIDIServiceName()
+{
+    return SharedService().DriverName();
+}
+
+KorvaMIDIServiceStateCode KorvaMIDIServiceState(char* reason, ByteCount reasonSize)
+{
+    std::string text;
+    const DriverState state = SharedService().State(text);
+    if (reason != nullptr && reasonSize > 0)
+        std::snprintf(reason, reasonSize, "%s", text.c_str());
+    return state == DriverState::Running ? kKorvaMIDIServiceRunning : kKorvaMIDIServiceWaiting;
+}
+
+void KorvaMIDIServiceGetCounters(KorvaMIDIServiceCounters* counters)
+{
+    *counters = KorvaMIDIServiceCounters{};
+    Service* service = RunningService();
+    if (service == nullptr)
+        return;
+    const Counters& counted = service->GetCounters();
+    counters->received = counted.received.load();
+    counters->sent = counted.sent.load();
+    counters->dropped = counted.dropped.load();
+    counters->refused = counted.refused.load();
+    counters->flushed = counted.flushed.load();
+    counters->sysExSplit = counted.sysExSplit.load();
+}
+
+Boolean KorvaMIDIServiceIsAmbiguous(MIDIEndpointRef endpoint)
+{
+    EndpointInfo info;
+    return SharedService().GetEndpointInfo(endpoint, info) && info.isAmbiguous ? 1 : 0;
+}
