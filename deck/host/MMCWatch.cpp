@@ -28,7 +28,7 @@ bool MMCSplitter::Take(std::uint8_t byte) noexcept
     if (!mIsInside) {
         return false;
     }
-    if (mMessage.length < MMCMessage::kMaxLength) {
+    if (mMessage.length < RawMMC::kMaxLength) {
         mMessage.bytes[mMessage.length++] = byte;
     }
     mIsInside = byte != kSysExEnd;
@@ -42,7 +42,7 @@ bool MMCSplitter::IsMMC() const noexcept
         && (bytes[3] == kMMCCommandSubID || bytes[3] == kMMCResponseSubID);
 }
 
-MMCWatch::MMCWatch(MidiClient& client, std::function<void(const MMCMessage&)> onMessage)
+MMCWatch::MMCWatch(MidiClient& client, std::function<void(const RawMMC&)> onMessage)
     : mOnMessage(std::move(onMessage))
     , mPort(client.MakeInputPort("Monitor", &MMCWatch::OnPackets, this))
 {
@@ -80,7 +80,7 @@ void MMCWatch::Read(const MIDIPacketList& packets) noexcept
     for (UInt32 i = 0; i < packets.numPackets; ++i) {
         for (UInt16 j = 0; j < packet->length; ++j) {
             if (mSplitter.Take(packet->data[j])) {
-                MMCMessage message = mSplitter.Message();
+                RawMMC message = mSplitter.Message();
                 message.time = kelcore::utility::HighPrecisionTime::GetCurrentTime();
                 mOnMessage(message);
             }

@@ -12,7 +12,7 @@
 namespace deck::host {
 
 /// One MMC message; a longer one is cut off.
-struct MMCMessage {
+struct RawMMC {
     static constexpr std::size_t kMaxLength = 96;
 
     std::uint64_t time = 0; // host time of its last byte's arrival
@@ -27,12 +27,12 @@ public:
     /// True when `byte` completes a message, which is then `Message()` until the next call.
     /// [receive, real-time]
     bool Take(std::uint8_t byte) noexcept;
-    const MMCMessage& Message() const noexcept { return mMessage; }
+    const RawMMC& Message() const noexcept { return mMessage; }
 
 private:
     bool IsMMC() const noexcept;
 
-    MMCMessage mMessage;
+    RawMMC mMessage;
     bool mIsInside = false;
 };
 
@@ -40,7 +40,7 @@ private:
 class MMCWatch {
 public:
     /// `onMessage` runs on the receive thread and must not wait. [host, may block]
-    MMCWatch(MidiClient& client, std::function<void(const MMCMessage&)> onMessage);
+    MMCWatch(MidiClient& client, std::function<void(const RawMMC&)> onMessage);
     /// [host, may block]
     ~MMCWatch();
     MMCWatch(const MMCWatch&) = delete;
@@ -54,7 +54,7 @@ private:
     static void OnPackets(const MIDIPacketList* packets, void* self, void*);
     void Read(const MIDIPacketList& packets) noexcept;
 
-    std::function<void(const MMCMessage&)> mOnMessage;
+    std::function<void(const RawMMC&)> mOnMessage;
     MMCSplitter mSplitter; // the receive thread's
     MIDIPortRef mPort = 0;
     MIDIEndpointRef mSource = 0;
