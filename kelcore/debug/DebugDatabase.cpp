@@ -4,6 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
@@ -50,11 +51,11 @@ std::filesystem::path DatabasePath()
 
 std::string ReadFile(const std::filesystem::path& path)
 {
-    std::ifstream file;
-    file.exceptions(std::ios::badbit | std::ios::failbit);
-    file.open(path, std::ios::binary);
-    std::string text(std::istreambuf_iterator<char>(file), {});
-    return text;
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        throw std::system_error(errno, std::generic_category());
+    }
+    return {std::istreambuf_iterator<char>(file), {}}; // throws where reading fails
 }
 
 Entries ParseEntries(const std::string& text)
@@ -73,11 +74,15 @@ Entries ParseEntries(const std::string& text)
     return entries;
 }
 
+bool IsMissing(const std::filesystem::path& path)
+{
+    std::error_code error; // whatever else is wrong, reading the file will say
+    return std::filesystem::status(path, error).type() == std::filesystem::file_type::not_found;
+}
+
 Entries LoadEntries(const std::filesystem::path& path)
 {
-    std::error_code error;
-    if (path.empty()
-        || std::filesystem::status(path, error).type() == std::filesystem::file_type::not_found) {
+    if (path.empty() || IsMissing(path)) {
         return {};
     }
     try {

@@ -66,6 +66,13 @@ std::string PlaceIn(std::string_view text, std::size_t offset)
     return "line " + std::to_string(line) + ", column " + std::to_string(before.size() - lineStart);
 }
 
+// The parser's message without the "[id] " that it begins with.
+std::string PlainMessage(const json::exception& error)
+{
+    const std::string_view message = error.what();
+    return std::string(message.substr(message.find(' ') + 1));
+}
+
 // Receives the parser's events and builds the list.
 class ListBuilder {
 public:
@@ -133,7 +140,10 @@ public:
 
     bool parse_error(std::size_t, const std::string&, const json::exception& error)
     {
-        throw PropListSyntaxError(std::string("property list: ") + error.what());
+        if (dynamic_cast<const json::parse_error*>(&error) != nullptr) {
+            throw PropListSyntaxError("property list: " + PlainMessage(error)); // names the place
+        }
+        Fail(PlainMessage(error));
     }
 
 private:
@@ -175,6 +185,7 @@ std::string WritePropList(const PropList& list)
 
 void ReadPropList(PropList& list, std::string_view text)
 {
+    text = text.substr(0, text.find('\0'));
     if (text.empty()) {
         list.Clear();
         return;

@@ -24,9 +24,10 @@ public:
 /// key, are written as U+FFFD.
 std::string WritePropList(const PropList& list);
 
-/// Replaces `list` by what `text` says; of a key that comes twice, the last value. An empty text is
-/// an empty list. Where `text` is not a JSON object of strings, booleans and objects, or nests them
-/// deeper than `kMaxListDepth`, throws `PropListSyntaxError` and leaves `list` as it was.
+/// Replaces `list` by what `text` says; of a key that comes twice, the last value. A NUL character
+/// ends the text. An empty text is an empty list. Where the text is not a JSON object of strings,
+/// booleans and objects, or nests them deeper than `kMaxListDepth`, throws `PropListSyntaxError`
+/// and leaves `list` as it was.
 void ReadPropList(PropList& list, std::string_view text);
 
 } // namespace kelcore::proplist::utils
