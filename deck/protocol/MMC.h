@@ -61,7 +61,7 @@ std::span<const MMCCommand> MMCCommands() noexcept;
 /// Nothing for a byte that RP-013 leaves undefined.
 const MMCCommand* FindMMCCommand(std::uint8_t code) noexcept;
 /// By name in any case; blanks, '-' and '_' are alike and may be left out.
-const MMCCommand* FindMMCCommand(std::string_view name) noexcept;
+const MMCCommand* FindMMCCommand(std::string_view name);
 
 /// F0 7F `deviceId` 06 `command` [count data] F7. `data` only where the command has a count, at
 /// most 127 bytes. `deviceId` is 0 to 7F.
@@ -87,7 +87,7 @@ double DecodeSpeed(std::uint8_t high, std::uint8_t middle, std::uint8_t low) noe
 struct MMCSendOptions {
     std::uint8_t deviceId = kMMCAllDevices;
     FrameRate rate = FrameRate::k25;      // of time codes in the text; its rate bits go with LOCATE
-    std::optional<std::uint8_t> rateBits; // other bits than the rate's own, for senders that lie
+    std::optional<std::uint8_t> rateBits{}; // other bits than the rate's own, for senders that lie
     std::uint8_t subframes = 0;
 };
 
