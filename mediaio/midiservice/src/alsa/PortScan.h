@@ -12,7 +12,7 @@ namespace midiservice::alsa {
 
 struct ScannedPort {
     Address address;
-    int card = -1; // the system's current number of the sound card, -1 for none
+    int card = -1;          // the system's current number of the sound card, -1 for none
     std::string clientName; // UTF-8
     std::string portName;
     bool isSource = false;
@@ -26,8 +26,7 @@ constexpr unsigned kVirtualPortType
     = SND_SEQ_PORT_TYPE_MIDI_GENERIC | SND_SEQ_PORT_TYPE_SOFTWARE | SND_SEQ_PORT_TYPE_APPLICATION;
 
 constexpr unsigned kSourceCapabilities = SND_SEQ_PORT_CAP_READ | SND_SEQ_PORT_CAP_SUBS_READ;
-constexpr unsigned kDestinationCapabilities
-    = SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_SUBS_WRITE;
+constexpr unsigned kDestinationCapabilities = SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_SUBS_WRITE;
 
 /// All ports that others offer for MIDI, by address. `isOwn` tells the clients of this
 /// process. [driver, may block]

@@ -7,43 +7,43 @@ namespace midiservice::alsa {
 
 namespace {
 
-    // Appearance, direction and address share an endpoint's key.
-    constexpr unsigned kDirectionBit = 16;
-    constexpr unsigned kAppearanceShift = 17;
+// Appearance, direction and address share an endpoint's key.
+constexpr unsigned kDirectionBit = 16;
+constexpr unsigned kAppearanceShift = 17;
 
-    EndpointKey MakeKey(std::uint32_t appearance, Direction direction, std::uint16_t address)
-    {
-        const EndpointKey isDestination = direction == Direction::Destination ? 1 : 0;
-        return EndpointKey{appearance} << kAppearanceShift | isDestination << kDirectionBit | address;
-    }
+EndpointKey MakeKey(std::uint32_t appearance, Direction direction, std::uint16_t address)
+{
+    const EndpointKey isDestination = direction == Direction::Destination ? 1 : 0;
+    return EndpointKey{appearance} << kAppearanceShift | isDestination << kDirectionBit | address;
+}
 
-    bool IsSamePort(const ScannedPort& a, const ScannedPort& b)
-    {
-        return a.clientName == b.clientName && a.portName == b.portName && a.card == b.card
-            && a.isSource == b.isSource && a.isDestination == b.isDestination;
-    }
+bool IsSamePort(const ScannedPort& a, const ScannedPort& b)
+{
+    return a.clientName == b.clientName && a.portName == b.portName && a.card == b.card
+        && a.isSource == b.isSource && a.isDestination == b.isDestination;
+}
 
-    // Among equals the sequencer's numbers decide, which are the same for every process.
-    std::string Order(const ScannedPort& port, const std::string& socket)
-    {
-        std::array<char, 16> numbers{};
-        std::snprintf(numbers.data(), numbers.size(), " %03u:%03u", port.address.client,
-            port.address.port);
-        return socket + numbers.data();
-    }
+// Among equals the sequencer's numbers decide, which are the same for every process.
+std::string Order(const ScannedPort& port, const std::string& socket)
+{
+    std::array<char, 16> numbers{};
+    std::snprintf(
+        numbers.data(), numbers.size(), " %03u:%03u", port.address.client, port.address.port);
+    return socket + numbers.data();
+}
 
-    EndpointFacts MakeEndpoint(const ScannedPort& port,
-        const HardwareFacts& hardware,
-        std::uint32_t appearance,
-        Direction direction)
-    {
-        EndpointFacts facts;
-        facts.key = MakeKey(appearance, direction, port.address.Packed());
-        facts.name = port.portName;
-        facts.displayName = DisplayName(port);
-        facts.identity = PortIdentity(port, hardware, direction);
-        return facts;
-    }
+EndpointFacts MakeEndpoint(const ScannedPort& port,
+    const HardwareFacts& hardware,
+    std::uint32_t appearance,
+    Direction direction)
+{
+    EndpointFacts facts;
+    facts.key = MakeKey(appearance, direction, port.address.Packed());
+    facts.name = port.portName;
+    facts.displayName = DisplayName(port);
+    facts.identity = PortIdentity(port, hardware, direction);
+    return facts;
+}
 
 } // namespace
 
@@ -53,8 +53,8 @@ IdentityFacts PortIdentity(
     IdentityFacts facts{"alsa", direction, port.clientName, port.portName, ""};
     // The number of a card's port counts the devices and sockets on that card.
     if (port.card >= 0)
-        facts = HardwareIdentity(hardware, direction, port.address.port,
-            WithoutCardNumber(port.portName, port.card));
+        facts = HardwareIdentity(
+            hardware, direction, port.address.port, WithoutCardNumber(port.portName, port.card));
     facts.order = Order(port, facts.order);
     return facts;
 }
