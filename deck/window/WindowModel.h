@@ -1,0 +1,83 @@
+// What the deck's window shows and does, without saying how: the window asks this
+// for everything, so that a test can show it any state.
+
+#pragma once
+
+#include "deck/transport/Timecode.h"
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace deck {
+
+class VideoPlayer;
+
+namespace window {
+
+struct PortChoice {
+    std::int32_t id = 0; // the MIDI unique ID
+    std::string name;
+    bool isAmbiguous = false; // cannot be told from another one
+};
+
+/// Everything that can change while the window is open.
+struct WindowState {
+    std::string title;    // the file's name, or nothing
+    std::string timecode; // "01:00:00;02"
+    std::string state;    // "stop", "play", "pause", "rewind", "forward"
+    bool isRecording = false;
+    FrameRate rate;
+    std::string service; // "jack"
+
+    std::vector<PortChoice> inputs;
+    std::vector<PortChoice> outputs;
+    std::optional<std::int32_t> input; // chosen, there or not
+    std::optional<std::int32_t> output;
+    bool isBound = false;
+    bool transmitsMTC = false;
+
+    std::optional<std::chrono::nanoseconds> sinceMMC; // since the last MMC message; none yet: empty
+    std::optional<std::chrono::nanoseconds> sinceMTC; // since the last MTC message sent
+    std::string senderRate;                           // of the last locate, "25"
+    std::string trouble;                              // one line, or nothing
+};
+
+/// One line of the monitor.
+struct MonitorRow {
+    std::string time;    // of the deck's clock, "12.345 678"
+    std::string bytes;   // "F0 7F 7F 06 02 F7"
+    std::string meaning; // "PLAY, all devices"
+    std::string effect;  // "Play", "traced only", "ignored", ...
+    bool isTrouble = false;
+};
+
+enum class Button : std::uint8_t { Rewind, Stop, Play, Pause, Forward, Record };
+
+class WindowModel {
+public:
+    virtual ~WindowModel() = default;
+
+    /// [window]
+    virtual WindowState Read() = 0;
+    /// Rows since the last call. [window]
+    virtual std::vector<MonitorRow> TakeRows() = 0;
+    /// [window]
+    virtual void Press(Button button) = 0;
+    /// Moves the deck to what `text` says; the answer is empty, or one line saying what is wrong.
+    /// [window]
+    virtual std::string Locate(const std::string& text) = 0;
+    /// By a number of frames from where the deck is. [window]
+    virtual void Step(FrameNumber frames) = 0;
+    /// [window, may block]
+    virtual void ChoosePorts(
+        std::optional<std::int32_t> input, std::optional<std::int32_t> output, bool transmitMTC)
+        = 0;
+    /// Null where there is no video. [window]
+    virtual VideoPlayer* Video() = 0;
+};
+
+} // namespace window
+} // namespace deck
