@@ -59,6 +59,11 @@ public:
         mFree.push_back(index);
     }
 
+    /// The handle is refused until it is resumed; its slot stays taken. Under the registry's
+    /// lock.
+    void Suspend(MIDIObjectRef handle) { mSlots[IndexOf(handle)].handle.store(0); }
+    void Resume(MIDIObjectRef handle) { mSlots[IndexOf(handle)].handle.store(handle); }
+
     /// [any, real-time]
     bool IsValid(MIDIObjectRef handle, HandleKind kind) const noexcept
     {

@@ -7,6 +7,9 @@ namespace midiservice {
 
 namespace {
 
+// Endpoints that have gone and may come back.
+constexpr std::size_t kMostAbsent = 256;
+
 bool ShareAnID(const IdentityFacts& a, const IdentityFacts& b)
 {
     return UniqueID(a) == UniqueID(b);
@@ -165,6 +168,8 @@ OSStatus Service::ConnectSource(MIDIPortRef port, MIDIEndpointRef source, void* 
         const OSStatus status = FindConnection(port, source, owner, endpoint);
         if (status != kNoError)
             return status;
+        if (!endpoint->isPresent)
+            return kMIDIUnknownEndpoint;
         auto receiver = std::make_shared<Receiver>();
         receiver->proc = owner->proc;
         receiver->readContext = owner->context;
@@ -206,7 +211,7 @@ void Service::Disconnect(Endpoint& source, PortKey port)
     const auto receiver = FindReceiver(source, port);
     (*receiver)->isLive.store(false);
     source.receivers.erase(receiver);
-    if (source.client == 0)
+    if (source.isPresent && source.client == 0)
         mDriver->DisconnectSource(port, source.key);
 }
 
@@ -318,11 +323,12 @@ void Service::RemoveEndpoint(MIDIEndpointRef handle)
     Endpoint* endpoint = Find(handle);
     for (const auto& receiver : endpoint->receivers) {
         receiver->isLive.store(false);
-        if (endpoint->client == 0)
+        if (endpoint->isPresent && endpoint->client == 0)
             mDriver->DisconnectSource(receiver->port, endpoint->key);
     }
     if (endpoint->client != 0)
         mDriver->RemoveVirtual(endpoint->key);
+    mHandles.Resume(handle);
     mHandles.Free(handle);
     EndpointList& list = ListOf(DirectionOf(handle));
     list.erase(std::find_if(list.begin(), list.end(),
@@ -360,7 +366,10 @@ void Service::GiveID(Endpoint& newcomer)
 void Service::MarkAmbiguous()
 {
     std::map<MIDIUniqueID, int> sharers;
-    ForEachEndpoint([&](const Endpoint& endpoint) { ++sharers[UniqueID(endpoint.identity)]; });
+    ForEachEndpoint([&](const Endpoint& endpoint) {
+        if (endpoint.isPresent)
+            ++sharers[UniqueID(endpoint.identity)];
+    });
     ForEachEndpoint([&](Endpoint& endpoint) {
         endpoint.info.isAmbiguous
             = endpoint.ordinal > 0 || sharers[UniqueID(endpoint.identity)] > 1;
@@ -370,14 +379,18 @@ void Service::MarkAmbiguous()
 std::size_t Service::CountEndpoints(Direction direction) const
 {
     const std::lock_guard lock(mMutex);
-    return ListOf(direction).size();
+    const EndpointList& list = ListOf(direction);
+    return static_cast<std::size_t>(std::count_if(
+        list.begin(), list.end(), [](const auto& endpoint) { return endpoint->isPresent; }));
 }
 
 MIDIEndpointRef Service::GetEndpoint(Direction direction, std::size_t index) const
 {
     const std::lock_guard lock(mMutex);
-    const EndpointList& list = ListOf(direction);
-    return index < list.size() ? list[index]->handle : 0;
+    for (const auto& endpoint : ListOf(direction))
+        if (endpoint->isPresent && index-- == 0)
+            return endpoint->handle;
+    return 0;
 }
 
 MIDIEndpointRef Service::FindEndpoint(MIDIUniqueID uniqueID) const
@@ -385,7 +398,7 @@ MIDIEndpointRef Service::FindEndpoint(MIDIUniqueID uniqueID) const
     const std::lock_guard lock(mMutex);
     MIDIEndpointRef found = 0;
     ForEachEndpoint([&](const Endpoint& endpoint) {
-        if (endpoint.info.uniqueID == uniqueID)
+        if (endpoint.isPresent && endpoint.info.uniqueID == uniqueID)
             found = endpoint.handle;
     });
     return found;
@@ -395,9 +408,10 @@ bool Service::GetEndpointInfo(MIDIEndpointRef endpoint, EndpointInfo& info) cons
 {
     const std::lock_guard lock(mMutex);
     const Endpoint* found = Find(endpoint);
-    if (found != nullptr)
-        info = found->info;
-    return found != nullptr;
+    if (found == nullptr || !found->isPresent)
+        return false;
+    info = found->info;
+    return true;
 }
 
 bool Service::GetObjectName(MIDIObjectRef object, std::string& name) const
@@ -465,6 +479,7 @@ void Service::OnEndpointsChanged(std::vector<EndpointFacts> present)
         const std::lock_guard lock(mMutex);
         isChanged = RemoveVanished(present);
         isChanged |= AddAppeared(std::move(present));
+        ForgetAbsent();
         MarkAmbiguous();
         PublishRoutes();
     }
@@ -476,23 +491,73 @@ bool Service::RemoveVanished(const std::vector<EndpointFacts>& present)
     std::set<EndpointKey> keys;
     for (const EndpointFacts& facts : present)
         keys.insert(facts.key);
-    std::vector<MIDIEndpointRef> vanished;
-    ForEachEndpoint([&](const Endpoint& endpoint) {
-        if (endpoint.client == 0 && keys.count(endpoint.key) == 0)
-            vanished.push_back(endpoint.handle);
+    bool isChanged = false;
+    ForEachEndpoint([&](Endpoint& endpoint) {
+        if (!endpoint.isPresent || endpoint.client != 0 || keys.count(endpoint.key) > 0)
+            return;
+        MakeAbsent(endpoint);
+        isChanged = true;
     });
-    for (MIDIEndpointRef endpoint : vanished)
-        RemoveEndpoint(endpoint);
-    return !vanished.empty();
+    return isChanged;
+}
+
+// Its handle and its connections are kept for the time when it comes back: a client that is
+// told late sees no difference then, and would not connect again.
+void Service::MakeAbsent(Endpoint& endpoint)
+{
+    for (const auto& receiver : endpoint.receivers)
+        mDriver->DisconnectSource(receiver->port, endpoint.key);
+    mHandles.Suspend(endpoint.handle);
+    endpoint.key = 0;
+    endpoint.isPresent = false;
+}
+
+// The oldest that nobody is connected to are forgotten.
+void Service::ForgetAbsent()
+{
+    std::vector<MIDIEndpointRef> absent;
+    ForEachEndpoint([&](const Endpoint& endpoint) {
+        if (!endpoint.isPresent && endpoint.receivers.empty())
+            absent.push_back(endpoint.handle);
+    });
+    for (std::size_t index = 0; index + kMostAbsent < absent.size(); ++index)
+        RemoveEndpoint(absent[index]);
+}
+
+bool Service::Revive(const EndpointFacts& facts)
+{
+    Endpoint* absent = nullptr;
+    ForEachEndpoint([&](Endpoint& endpoint) {
+        if (!endpoint.isPresent && SameIdentity(endpoint.identity, facts.identity)
+            && (absent == nullptr || endpoint.ordinal < absent->ordinal))
+            absent = &endpoint;
+    });
+    if (absent == nullptr)
+        return false;
+    absent->key = facts.key;
+    absent->isPresent = true;
+    absent->info.name = facts.name;
+    absent->info.displayName = facts.displayName;
+    absent->identity = facts.identity;
+    mHandles.Resume(absent->handle);
+    for (const auto& receiver : absent->receivers)
+        mDriver->ConnectSource(receiver->port, absent->key);
+    return true;
 }
 
 bool Service::AddAppeared(std::vector<EndpointFacts> present)
 {
     std::set<EndpointKey> known;
     ForEachEndpoint([&](const Endpoint& endpoint) { known.insert(endpoint.key); });
-    std::vector<Endpoint*> newcomers;
+    std::sort(present.begin(), present.end(), [](const EndpointFacts& a, const EndpointFacts& b) {
+        return ComesBefore(a.identity, b.identity);
+    });
+    bool isChanged = false;
     for (EndpointFacts& facts : present) {
         if (!known.insert(facts.key).second)
+            continue;
+        isChanged = true;
+        if (Revive(facts))
             continue;
         auto endpoint = std::make_unique<Endpoint>();
         endpoint->key = facts.key;
@@ -502,13 +567,9 @@ bool Service::AddAppeared(std::vector<EndpointFacts> present)
         endpoint->identity = std::move(facts.identity);
         const Direction direction = endpoint->identity.direction;
         if (Endpoint* added = AddEndpoint(direction, std::move(endpoint)))
-            newcomers.push_back(added);
+            GiveID(*added);
     }
-    std::sort(newcomers.begin(), newcomers.end(),
-        [](const Endpoint* a, const Endpoint* b) { return ComesBefore(a->identity, b->identity); });
-    for (Endpoint* newcomer : newcomers)
-        GiveID(*newcomer);
-    return !newcomers.empty();
+    return isChanged;
 }
 
 void Service::OnStateChanged(DriverState state, std::string reason)
@@ -543,7 +604,8 @@ void Service::PublishRoutes()
 {
     auto routes = std::make_unique<Routes>();
     ForEachEndpoint([&](const Endpoint& endpoint) {
-        routes->Add({endpoint.handle, endpoint.key, endpoint.isOutside, endpoint.receivers});
+        if (endpoint.isPresent)
+            routes->Add({endpoint.handle, endpoint.key, endpoint.isOutside, endpoint.receivers});
     });
     routes->Finish();
     mReceiveThread.Publish(std::move(routes));

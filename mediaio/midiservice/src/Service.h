@@ -65,7 +65,7 @@ public:
         MIDIEndpointRef& destination);
     OSStatus DisposeEndpoint(MIDIEndpointRef endpoint);
 
-    /// In the order in which they appeared; the first are those present at the start.
+    /// In the order in which they first appeared; the first are those present at the start.
     std::size_t CountEndpoints(Direction direction) const;
     MIDIEndpointRef GetEndpoint(Direction direction, std::size_t index) const;
     MIDIEndpointRef FindEndpoint(MIDIUniqueID uniqueID) const;
@@ -102,6 +102,7 @@ private:
         EndpointKey key = 0;
         MIDIClientRef client = 0; // of a virtual endpoint, else 0
         bool isOutside = false;
+        bool isPresent = true; // an absent one has no key, and its handle is refused
         EndpointInfo info;
         IdentityFacts identity;
         std::uint32_t ordinal = 0; // among endpoints of the same identity
@@ -120,6 +121,7 @@ private:
         const std::uint8_t* bytes,
         std::size_t length) noexcept override;
     void CountDropped(std::size_t messages) noexcept override;
+    void CountFlushed(std::size_t messages) noexcept override;
     void Wake() noexcept override;
 
     // All under mMutex.
@@ -141,6 +143,9 @@ private:
     void Disconnect(Endpoint& source, PortKey port);
     bool RemoveVanished(const std::vector<EndpointFacts>& present);
     bool AddAppeared(std::vector<EndpointFacts> present);
+    void MakeAbsent(Endpoint& endpoint);
+    bool Revive(const EndpointFacts& facts);
+    void ForgetAbsent();
     void GiveID(Endpoint& newcomer);
     void MarkAmbiguous();
     void PublishRoutes();
