@@ -256,7 +256,9 @@ OSStatus Service::CreateVirtual(MIDIClientRef client,
         if (added == nullptr)
             return kNoRoomError;
         added->key = kFirstVirtualKey + added->handle;
-        added->isOutside = mDriver->AddVirtual(added->key, client, direction, name);
+        // What is sent to a destination of this process stays inside.
+        const bool isSeen = mDriver->AddVirtual(added->key, client, direction, name);
+        added->isOutside = isSeen && direction == Direction::Source;
         GiveID(*added);
         MarkAmbiguous();
         handle = added->handle;

@@ -1,6 +1,10 @@
 #include "mediaio/midiservice/src/alsa/Sequencer.h"
 
+#include <cerrno>
+
+#include <fcntl.h>
 #include <poll.h>
+#include <unistd.h>
 
 namespace midiservice::alsa {
 
@@ -51,6 +55,8 @@ std::string SequencerName(const std::string& name)
 
 std::unique_ptr<Sequencer> Sequencer::Open(const std::string& name, int& error)
 {
+    if (!CanOpenDevice(error))
+        return nullptr;
     snd_seq_t* handle = nullptr;
     const int result = snd_seq_open(&handle, "hw", SND_SEQ_OPEN_DUPLEX, SND_SEQ_NONBLOCK);
     if (result < 0) {
