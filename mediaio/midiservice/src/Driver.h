@@ -101,6 +101,9 @@ public:
     /// Counts messages that were lost because there was no room. [any, real-time]
     virtual void CountDropped(std::size_t messages) noexcept = 0;
 
+    /// Counts messages that were dropped because they were flushed. [any, real-time]
+    virtual void CountFlushed(std::size_t messages) noexcept = 0;
+
     /// Has the receive thread call Driver::Receive soon, and offer messages again that were
     /// answered with Later. [any, real-time]
     virtual void Wake() noexcept = 0;

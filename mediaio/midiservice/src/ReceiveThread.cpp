@@ -460,8 +460,11 @@ bool ReceiveThread::Offer(EndpointKey endpoint, const Packet& message) noexcept
     outgoing.epoch = message.epoch;
     outgoing.currentEpoch = &mHandles.FlushEpoch(message.destination);
     const SendResult result = mDriver->Send(outgoing);
-    if (result != SendResult::Later)
-        Count(result == SendResult::Taken ? mCounters.sent : mCounters.refused);
+    if (result == SendResult::Taken)
+        Count(mCounters.sent);
+    // What a virtual source says while nobody outside can hear it is not lost.
+    else if (result == SendResult::Refused && message.destination != 0)
+        Count(mCounters.refused);
     return result != SendResult::Later;
 }
 

@@ -595,6 +595,11 @@ void Service::CountDropped(std::size_t messages) noexcept
     Count(mReceiveThread.GetCounters().dropped, messages);
 }
 
+void Service::CountFlushed(std::size_t messages) noexcept
+{
+    Count(mReceiveThread.GetCounters().flushed, messages);
+}
+
 void Service::Wake() noexcept
 {
     mReceiveThread.Wake();

@@ -1,0 +1,407 @@
+#include "mediaio/midiservice/src/jack/JackClient.h"
+
+#include "mediaio/midiservice/src/SysExAssembler.h"
+
+#include <jack/midiport.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+namespace midiservice {
+
+namespace {
+
+constexpr HostTime kNanosPerMicrosecond = 1000;
+// Port IDs are indices in the server, which has 2048 by default.
+constexpr jack_port_id_t kMaxPortIDs = 8192;
+
+struct JackFree {
+    void operator()(void* memory) const noexcept { jack_free(memory); }
+};
+
+// The smallest of some readings is the one least disturbed.
+std::int64_t MeasureClockOffset() noexcept
+{
+    std::int64_t offset = 0;
+    std::int64_t best = INT64_MAX;
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        const auto before = static_cast<std::int64_t>(Now());
+        const auto jack = static_cast<std::int64_t>(jack_get_time() * kNanosPerMicrosecond);
+        const auto after = static_cast<std::int64_t>(Now());
+        if (after - before < best) {
+            best = after - before;
+            offset = before + best / 2 - jack;
+        }
+    }
+    return offset;
+}
+
+JackPortNames NamesOf(const jack_port_t* port)
+{
+    JackPortNames names;
+    names.fullName = jack_port_name(port);
+    names.isPhysical = (jack_port_flags(port) & JackPortIsPhysical) != 0;
+    std::vector<char> first(static_cast<std::size_t>(jack_port_name_size()));
+    std::vector<char> second(first.size());
+    char* aliases[2] = {first.data(), second.data()};
+    const int count = jack_port_get_aliases(port, aliases);
+    for (int index = 0; index < count; ++index)
+        names.aliases.emplace_back(aliases[index]);
+    return names;
+}
+
+} // namespace
+
+/// One run of the process callback.
+class JackClient::Cycle final : public JackCycle {
+public:
+    Cycle(JackClient& owner, jack_nframes_t frames) noexcept
+        : mOwner(owner)
+        , mFrames(frames)
+    {
+        jack_nframes_t startFrame = 0;
+        jack_time_t start = 0;
+        jack_time_t next = 0;
+        float period = 0;
+        jack_client_t* client = owner.mClient.get();
+        if (jack_get_cycle_times(client, &startFrame, &start, &next, &period) != 0) {
+            start = jack_get_time();
+            next = start + jack_frames_to_time(client, frames) - jack_frames_to_time(client, 0);
+        }
+        mStart = owner.HostTimeOf(start);
+        mLength = std::max<HostTime>(owner.HostTimeOf(next) - mStart, 1);
+    }
+
+    HostTime Length() const noexcept { return mLength; }
+    HostTime TimeAt(jack_nframes_t frame) const noexcept
+    {
+        return mStart + mLength * frame / mFrames;
+    }
+
+    bool HasOutput(std::uint32_t output, std::uint32_t serial) noexcept override
+    {
+        const Output& place = mOwner.mOutputs[output];
+        return place.buffer != nullptr && place.serial.load() == serial;
+    }
+
+    std::size_t Room(std::uint32_t output) noexcept override
+    {
+        return jack_midi_max_event_size(mOwner.mOutputs[output].buffer);
+    }
+
+    bool IsUntouched(std::uint32_t output) noexcept override
+    {
+        return jack_midi_get_event_count(mOwner.mOutputs[output].buffer) == 0;
+    }
+
+    std::uint8_t* Reserve(
+        std::uint32_t output, std::uint32_t frame, std::size_t length) noexcept override
+    {
+        return jack_midi_event_reserve(mOwner.mOutputs[output].buffer, frame, length);
+    }
+
+    std::uint64_t FrameAt(HostTime time) noexcept override
+    {
+        if (time >= mStart + mLength)
+            return mFrames;
+        return time > mStart ? (time - mStart) * mFrames / mLength : 0;
+    }
+
+    std::uint32_t Frames() noexcept override { return mFrames; }
+
+private:
+    JackClient& mOwner;
+    jack_nframes_t mFrames;
+    HostTime mStart = 0;
+    HostTime mLength = 1;
+};
+
+std::unique_ptr<JackClient> JackClient::TryOpen(
+    const std::string& name, DriverHost& host, JackListener& listener, std::string& whyNot)
+{
+    jack_status_t status{};
+    jack_client_t* opened
+        = jack_client_open(AcceptableClientName(name).c_str(), JackNoStartServer, &status);
+    if (opened == nullptr) {
+        whyNot = (status & JackServerFailed) != 0 ? "no JACK server is running"
+                                                  : "the JACK server refuses a client";
+        const char* server = std::getenv("JACK_DEFAULT_SERVER");
+        if (server != nullptr)
+            whyNot += std::string(" (server \"") + server + "\")";
+        return nullptr;
+    }
+    std::unique_ptr<JackClient> client(new JackClient(opened, host, listener));
+    if (client->Activate())
+        return client;
+    whyNot = "the JACK server does not let its client run";
+    return nullptr;
+}
+
+JackClient::JackClient(jack_client_t* client, DriverHost& host, JackListener& listener)
+    : mHost(host)
+    , mListener(listener)
+    , mClockOffset(MeasureClockOffset())
+    , mClient(client)
+{
+    const HostTime second = kNanosPerSecond;
+    mPeriod.store(second * jack_get_buffer_size(client)
+        / std::max<jack_nframes_t>(jack_get_sample_rate(client), 1));
+}
+
+JackClient::~JackClient()
+{
+    mClient.reset();
+}
+
+bool JackClient::Activate()
+{
+    jack_client_t* client = mClient.get();
+    jack_set_process_callback(
+        client,
+        [](jack_nframes_t frames, void* self) {
+            static_cast<JackClient*>(self)->Process(frames);
+            return 0;
+        },
+        this);
+    jack_on_info_shutdown(
+        client,
+        [](jack_status_t, const char*, void* self) {
+            static_cast<JackClient*>(self)->mListener.OnJackGone();
+        },
+        this);
+    jack_set_port_registration_callback(
+        client,
+        [](jack_port_id_t id, int isThere, void* self) {
+            static_cast<JackClient*>(self)->OnPort(id, isThere != 0);
+        },
+        this);
+    jack_set_port_rename_callback(
+        client,
+        [](jack_port_id_t, const char* oldName, const char*, void* self) {
+            static_cast<JackClient*>(self)->OnRenamed(oldName);
+        },
+        this);
+    LearnPortIDs();
+    return jack_activate(client) == 0;
+}
+
+HostTime JackClient::HostTimeOf(jack_time_t microseconds) const noexcept
+{
+    return static_cast<HostTime>(
+        static_cast<std::int64_t>(microseconds * kNanosPerMicrosecond) + mClockOffset);
+}
+
+// ------------------------------------------------------------------ ports of others
+
+// The server names a port that ends by its ID only, when its name can be asked no more.
+void JackClient::LearnPortIDs()
+{
+    const std::lock_guard lock(mNamesMutex);
+    for (jack_port_id_t id = 1; id < kMaxPortIDs; ++id) {
+        const jack_port_t* port = jack_port_by_id(mClient.get(), id);
+        const char* name = port != nullptr ? jack_port_name(port) : nullptr;
+        if (name != nullptr && *name != '\0')
+            mNamesByID[id] = name;
+    }
+}
+
+void JackClient::OnPort(jack_port_id_t id, bool isThere) noexcept
+{
+    {
+        const std::lock_guard lock(mNamesMutex);
+        const auto known = mNamesByID.find(id);
+        if (known != mNamesByID.end()) {
+            if (!isThere)
+                mEnded.insert(known->second);
+            mNamesByID.erase(known);
+        }
+        const jack_port_t* port = isThere ? jack_port_by_id(mClient.get(), id) : nullptr;
+        const char* name = port != nullptr ? jack_port_name(port) : nullptr;
+        if (name != nullptr)
+            mNamesByID[id] = name;
+    }
+    mListener.OnJackPortsChanged();
+}
+
+void JackClient::OnRenamed(const char* oldName) noexcept
+{
+    {
+        const std::lock_guard lock(mNamesMutex);
+        for (auto& [id, name] : mNamesByID)
+            if (name == oldName)
+                name = jack_port_name(jack_port_by_id(mClient.get(), id));
+    }
+    mListener.OnJackPortsChanged();
+}
+
+std::set<std::string> JackClient::TakeEndedPorts()
+{
+    const std::lock_guard lock(mNamesMutex);
+    return std::exchange(mEnded, {});
+}
+
+std::vector<JackPort> JackClient::ListPorts() const
+{
+    jack_client_t* client = mClient.get();
+    const std::unique_ptr<const char*[], JackFree> names(
+        jack_get_ports(client, nullptr, JACK_DEFAULT_MIDI_TYPE, 0));
+    std::vector<JackPort> ports;
+    for (std::size_t index = 0; names && names[index] != nullptr; ++index) {
+        const jack_port_t* port = jack_port_by_name(client, names[index]);
+        if (port == nullptr || jack_port_is_mine(client, port) != 0)
+            continue;
+        const bool sends = (jack_port_flags(port) & JackPortIsOutput) != 0;
+        ports.push_back({sends ? Direction::Source : Direction::Destination, NamesOf(port)});
+        ports.back().names.fullName = names[index];
+    }
+    return ports;
+}
+
+// ------------------------------------------------------------------ ports of our own
+
+jack_port_t* JackClient::Register(const std::string& portName, unsigned long flags)
+{
+    jack_client_t* client = mClient.get();
+    const std::string owner = jack_get_client_name(client);
+    const std::string name = AcceptablePortName(owner, portName);
+    jack_port_t* port = nullptr;
+    // Names are unique within a client.
+    for (int attempt = 1; port == nullptr && attempt < 100; ++attempt) {
+        const std::string suffix = attempt > 1 ? " " + std::to_string(attempt) : "";
+        port
+            = jack_port_register(client, (name + suffix).c_str(), JACK_DEFAULT_MIDI_TYPE, flags, 0);
+        const std::string taken = owner + ":" + name + suffix;
+        if (port == nullptr && jack_port_by_name(client, taken.c_str()) == nullptr)
+            break; // refused for another reason
+    }
+    return port;
+}
+
+void JackClient::Withdraw(std::atomic<jack_port_t*>& place)
+{
+    jack_port_t* port = place.exchange(nullptr);
+    mProcessGate.WaitForPass();
+    if (port != nullptr)
+        jack_port_unregister(mClient.get(), port);
+}
+
+bool JackClient::Connect(const std::string& from, const std::string& to)
+{
+    return jack_connect(mClient.get(), from.c_str(), to.c_str()) == 0;
+}
+
+JackPlace JackClient::AddInput(
+    const std::string& portName, EndpointKey origin, const std::string& from)
+{
+    const auto place = std::find_if(mInputs.begin(), mInputs.end(),
+        [](const Input& input) { return input.port.load() == nullptr; });
+    jack_port_t* port = place != mInputs.end() ? Register(portName, JackPortIsInput) : nullptr;
+    if (port == nullptr)
+        return {};
+    place->origin = origin;
+    place->port.store(port);
+    if (!from.empty() && !Connect(from, jack_port_name(port))) {
+        Withdraw(place->port);
+        return {};
+    }
+    return {static_cast<std::uint32_t>(place - mInputs.begin()), 0};
+}
+
+void JackClient::RemoveInput(JackPlace place)
+{
+    if (place.IsValid())
+        Withdraw(mInputs[place.index].port);
+}
+
+JackPlace JackClient::AddOutput(const std::string& portName, const std::string& to)
+{
+    const auto place = std::find_if(mOutputs.begin(), mOutputs.end(),
+        [](const Output& output) { return output.port.load() == nullptr; });
+    jack_port_t* port = place != mOutputs.end() ? Register(portName, JackPortIsOutput) : nullptr;
+    if (port == nullptr)
+        return {};
+    place->serial.store(++mSerials);
+    place->port.store(port);
+    if (!to.empty() && !Connect(jack_port_name(port), to)) {
+        Withdraw(place->port);
+        return {};
+    }
+    return {static_cast<std::uint32_t>(place - mOutputs.begin()), place->serial.load()};
+}
+
+void JackClient::RemoveOutput(JackPlace place)
+{
+    if (place.IsValid() && mOutputs[place.index].serial.load() == place.serial)
+        Withdraw(mOutputs[place.index].port);
+}
+
+// ------------------------------------------------------------------ the process callback
+
+void JackClient::Process(jack_nframes_t frames) noexcept
+{
+    if (frames == 0)
+        return;
+    const Pass pass(mProcessGate);
+    Cycle cycle(*this, frames);
+    mPeriod.store(cycle.Length(), std::memory_order_relaxed);
+    for (Output& output : mOutputs) {
+        jack_port_t* port = output.port.load();
+        output.buffer = port != nullptr ? jack_port_get_buffer(port, frames) : nullptr;
+        if (output.buffer != nullptr)
+            jack_midi_clear_buffer(output.buffer);
+    }
+    mHost.CountFlushed(mOutbox.Write(cycle));
+
+    bool hasReceived = false;
+    for (Input& input : mInputs)
+        if (jack_port_t* port = input.port.load())
+            hasReceived |= ReadInput(input.origin, jack_port_get_buffer(port, frames), cycle);
+    if (hasReceived)
+        mHost.Wake();
+}
+
+bool JackClient::ReadInput(EndpointKey origin, void* buffer, const Cycle& cycle) noexcept
+{
+    const std::uint32_t events = jack_midi_get_event_count(buffer);
+    for (std::uint32_t index = 0; index < events; ++index) {
+        jack_midi_event_t event{};
+        if (jack_midi_event_get(&event, buffer, index) != 0)
+            continue;
+        if (!StoreEvent(origin, cycle.TimeAt(event.time), event.buffer, event.size))
+            mHost.CountDropped(1);
+    }
+    return events > 0;
+}
+
+// All of the event or nothing: half a SysEx would be worse than none.
+bool JackClient::StoreEvent(
+    EndpointKey origin, HostTime time, const std::uint8_t* bytes, std::size_t length) noexcept
+{
+    const std::size_t parts = (length + kMaxPieceBytes - 1) / kMaxPieceBytes;
+    if (mReceived.write_available() < parts)
+        return false;
+    while (length > 0) {
+        Received part;
+        part.origin = origin;
+        part.time = time;
+        part.length = static_cast<std::uint16_t>(PieceLength(bytes, length));
+        std::memcpy(part.bytes.data(), bytes, part.length);
+        mReceived.push(part);
+        bytes += part.length;
+        length -= part.length;
+    }
+    return true;
+}
+
+// ------------------------------------------------------------------ the receive thread
+
+void JackClient::Receive(DriverHost& host) noexcept
+{
+    mReceived.consume_all([&host](const Received& part) {
+        host.OnReceived(0, part.origin, part.time, part.bytes.data(), part.length);
+    });
+}
+
+} // namespace midiservice

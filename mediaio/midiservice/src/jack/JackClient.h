@@ -1,0 +1,141 @@
+// One connection to one running JACK server, from its opening until the server goes or we do.
+
+#pragma once
+
+#include "mediaio/midiservice/src/Driver.h"
+#include "mediaio/midiservice/src/PassGate.h"
+#include "mediaio/midiservice/src/jack/JackNames.h"
+#include "mediaio/midiservice/src/jack/JackOutbox.h"
+
+#include <jack/jack.h>
+
+#include <boost/lockfree/spsc_queue.hpp>
+
+#include <array>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace midiservice {
+
+/// What the server tells; called on libjack's threads.
+class JackListener {
+public:
+    virtual void OnJackGone() noexcept = 0;
+    virtual void OnJackPortsChanged() noexcept = 0;
+
+protected:
+    ~JackListener() = default;
+};
+
+/// A port of another client.
+struct JackPort {
+    Direction direction = Direction::Source;
+    JackPortNames names;
+};
+
+/// A reference to a port of ours. Others may get the same index later, but another serial.
+struct JackPlace {
+    std::uint32_t index = kMaxJackOutputs;
+    std::uint32_t serial = 0;
+    bool IsValid() const noexcept { return index < kMaxJackOutputs; }
+};
+
+/// Unless stated otherwise: [host, may block], and one call at a time, because libjack's
+/// requests to its server are not meant for several threads at once.
+class JackClient {
+public:
+    /// Null, and why, when no server answers.
+    static std::unique_ptr<JackClient> TryOpen(
+        const std::string& name, DriverHost& host, JackListener& listener, std::string& whyNot);
+    JackClient(const JackClient&) = delete;
+    JackClient& operator=(const JackClient&) = delete;
+    ~JackClient();
+
+    std::vector<JackPort> ListPorts() const;
+    /// Full names of ports that ended since the last call: one that is there again is new.
+    std::set<std::string> TakeEndedPorts();
+
+    /// A port of ours for what `origin` sends; where `from` is given, connected to it.
+    JackPlace AddInput(const std::string& portName, EndpointKey origin, const std::string& from);
+    void RemoveInput(JackPlace place);
+    /// A port of ours to send through; where `to` is given, connected to it.
+    JackPlace AddOutput(const std::string& portName, const std::string& to);
+    void RemoveOutput(JackPlace place);
+
+    /// [receive, real-time]
+    void Receive(DriverHost& host) noexcept;
+    SendResult Send(JackPlace place, const OutgoingMessage& message) noexcept
+    {
+        return mOutbox.Put(place.index, place.serial, message);
+    }
+
+    /// The length of a cycle. [any, real-time]
+    HostTime Period() const noexcept { return mPeriod.load(std::memory_order_relaxed); }
+
+private:
+    static constexpr std::size_t kMaxInputs = kMaxJackOutputs;
+
+    /// Bytes of one event, or a part of one that is longer.
+    struct Received {
+        EndpointKey origin;
+        HostTime time;
+        std::uint16_t length;
+        std::array<std::uint8_t, kMaxPieceBytes> bytes;
+    };
+
+    struct Input {
+        std::atomic<jack_port_t*> port{nullptr}; // published last, withdrawn first
+        EndpointKey origin = 0;
+    };
+
+    struct Output {
+        std::atomic<jack_port_t*> port{nullptr};
+        std::atomic<std::uint32_t> serial{0};
+        void* buffer = nullptr; // of this cycle; the process callback's
+    };
+
+    class Cycle;
+
+    struct Closer {
+        void operator()(jack_client_t* client) const noexcept { jack_client_close(client); }
+    };
+
+    JackClient(jack_client_t* client, DriverHost& host, JackListener& listener);
+    bool Activate();
+    void LearnPortIDs();
+    jack_port_t* Register(const std::string& portName, unsigned long flags);
+    void Withdraw(std::atomic<jack_port_t*>& place);
+    bool Connect(const std::string& from, const std::string& to);
+    HostTime HostTimeOf(jack_time_t microseconds) const noexcept;
+
+    void Process(jack_nframes_t frames) noexcept;
+    bool ReadInput(EndpointKey origin, void* buffer, const Cycle& cycle) noexcept;
+    bool StoreEvent(
+        EndpointKey origin, HostTime time, const std::uint8_t* bytes, std::size_t length) noexcept;
+    void OnPort(jack_port_id_t id, bool isThere) noexcept;
+    void OnRenamed(const char* oldName) noexcept;
+
+    DriverHost& mHost;
+    JackListener& mListener;
+    const std::int64_t mClockOffset;  // host time minus JACK's, in nanoseconds
+    std::atomic<HostTime> mPeriod{0}; // written by the process callback
+
+    std::array<Input, kMaxInputs> mInputs;
+    std::array<Output, kMaxJackOutputs> mOutputs;
+    PassGate mProcessGate;
+    JackOutbox mOutbox;
+    boost::lockfree::spsc_queue<Received, boost::lockfree::capacity<4096>> mReceived;
+    std::uint32_t mSerials = 0;
+
+    std::mutex mNamesMutex; // for libjack's notification thread
+    std::map<jack_port_id_t, std::string> mNamesByID;
+    std::set<std::string> mEnded;
+
+    std::unique_ptr<jack_client_t, Closer> mClient; // the last: closed before all it calls goes
+};
+
+} // namespace midiservice
