@@ -1,0 +1,49 @@
+// The command line as the deck understands it.
+
+#pragma once
+
+#include "deck/transport/Timecode.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace deck::cli {
+
+struct PortsOptions {
+    bool json = false;
+};
+
+struct RunOptions {
+    std::optional<std::string> in;
+    std::optional<std::string> out;
+    std::optional<bool> mtc;
+    FrameRate rate = FrameRate::k25;
+    FrameNumber startFrame = 0;
+    int windSpeed = 10;
+    std::optional<std::filesystem::path> bundle;
+    std::filesystem::path settings;
+    bool json = false;
+    double statusInterval = 0; // seconds; 0: at a change only
+    bool noWait = false;
+};
+
+struct DemoOptions {
+    std::optional<std::filesystem::path> bundle;
+    std::string lost; // a command that the controller does not send, to see the demo fail
+};
+
+/// Something to print, after which there is nothing to do.
+struct PrintOptions {
+    std::string text;
+};
+
+using Command = std::variant<PortsOptions, RunOptions, DemoOptions, PrintOptions>;
+
+/// `arguments` without the program's name. Throws HostError, whose line says what was wrong and
+/// what would be right.
+Command ParseCommandLine(const std::vector<std::string>& arguments);
+
+} // namespace deck::cli

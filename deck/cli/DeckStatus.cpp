@@ -1,0 +1,147 @@
+#include "deck/cli/DeckStatus.h"
+
+#include "deck/protocol/MMCDecoder.h"
+
+#include <nlohmann/json.hpp>
+
+#include <array>
+
+namespace deck::cli {
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+std::string Dump(const Json& json)
+{
+    // A port's name may be anything
+    return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+std::string_view NameOf(CallOutcome outcome) noexcept
+{
+    static constexpr std::array<std::string_view, 4> kNames
+        = {"done", "no effect", "superseded", "no such time"};
+    return kNames[static_cast<std::size_t>(outcome)];
+}
+
+std::string StateText(const DeckStatus& status)
+{
+    static constexpr std::array<std::string_view, 5> kNames
+        = {"STOP", "PLAY", "PAUSE", "REWIND", "FORWARD"};
+    const std::string_view name
+        = status.isRecording ? "RECORD" : kNames[static_cast<std::size_t>(status.state)];
+    std::string text(name);
+    text.resize(8, ' ');
+    return text;
+}
+
+std::string PortText(std::string_view label, const PortStatus& port, bool isBound)
+{
+    std::string text = "  " + std::string(label) + " ";
+    if (!port.id) {
+        return text + "none";
+    }
+    text += port.name.empty() ? std::to_string(*port.id) : port.name;
+    if (!port.isThere) {
+        return text + " (waiting for it)";
+    }
+    return text + (isBound ? " (bound)" : " (there)");
+}
+
+Json PortJSON(const PortStatus& port)
+{
+    if (!port.id) {
+        return nullptr;
+    }
+    return {{"id", *port.id}, {"name", port.name}, {"present", port.isThere}};
+}
+
+// Cuts at the start of a character, never inside one.
+std::string Cut(const std::string& text, std::size_t width)
+{
+    std::size_t columns = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool startsCharacter = (static_cast<unsigned char>(text[i]) & 0xC0U) != 0x80U;
+        if (startsCharacter && columns++ == width) {
+            return text.substr(0, i);
+        }
+    }
+    return text;
+}
+
+Json TimeJSON(const SenderTime& time)
+{
+    return {{"format", time.timeFormat}, {"hours", time.hours}, {"minutes", time.minutes},
+        {"seconds", time.seconds}, {"frames", time.frames}, {"subframes", time.subframes}};
+}
+
+} // namespace
+
+bool IsChange(const DeckStatus& before, const DeckStatus& after)
+{
+    if (after.speed == 0) {
+        return !(before == after);
+    }
+    DeckStatus comparable = before;
+    comparable.frame = after.frame;
+    return !(comparable == after);
+}
+
+std::string StatusText(const DeckStatus& status, std::size_t width)
+{
+    std::string text = StateText(status) + FormatFrame(status.frame, status.rate) + "  "
+        + std::string(status.rate.Name()) + " fps";
+    if (!status.waitsFor.empty()) {
+        text += "  " + status.service + ": " + status.waitsFor;
+    }
+    text += PortText("in", status.in, status.IsBound());
+    text += PortText("out", status.out, status.IsBound());
+    text += "  MMC " + std::to_string(status.mmc) + "  calls " + std::to_string(status.calls);
+    text += status.mtc ? "  MTC on" : "  MTC off";
+    if (status.takes > 0) {
+        text += "  takes " + std::to_string(status.takes);
+    }
+    if (status.lost > 0) {
+        text += "  LOST " + std::to_string(status.lost);
+    }
+    return Cut(text, width);
+}
+
+std::string StatusJSON(const DeckStatus& status)
+{
+    Json json = {{"event", "status"}, {"state", deck::NameOf(status.state)},
+        {"recording", status.isRecording}, {"timecode", FormatFrame(status.frame, status.rate)},
+        {"frame", status.frame}, {"speed", status.speed}, {"rate", status.rate.Name()},
+        {"service", status.service}, {"in", PortJSON(status.in)}, {"out", PortJSON(status.out)},
+        {"bound", status.IsBound()}, {"mtc", status.mtc}, {"mmc", status.mmc},
+        {"calls", status.calls}, {"lost", status.lost}, {"takes", status.takes}};
+    if (!status.waitsFor.empty()) {
+        json["waiting"] = status.waitsFor;
+    }
+    return Dump(json);
+}
+
+std::string CallJSON(const HostCall& call, CallOutcome outcome)
+{
+    Json json
+        = {{"event", "call"}, {"call", deck::NameOf(call.kind)}, {"outcome", NameOf(outcome)}};
+    if (call.kind == HostCallKind::Locate) {
+        json["time"] = TimeJSON(call.time);
+    }
+    return Dump(json);
+}
+
+std::string MMCJSON(const host::RawMMC& message)
+{
+    const ByteView bytes(message.bytes.data(), message.length);
+    const auto decoded = DecodeMMC(bytes);
+    return Dump({{"event", "mmc"}, {"bytes", FormatBytes(bytes)},
+        {"text", decoded ? decoded->text : std::string()}});
+}
+
+std::string MessageJSON(const std::string& event, const std::string& text)
+{
+    return Dump({{"event", event}, {"text", text}});
+}
+
+} // namespace deck::cli

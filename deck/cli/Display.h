@@ -1,0 +1,28 @@
+// Where the deck's status goes: a terminal, a log, or a program that reads JSON.
+
+#pragma once
+
+#include "deck/cli/DeckStatus.h"
+
+#include <chrono>
+#include <memory>
+
+namespace deck::cli {
+
+class Display {
+public:
+    virtual ~Display() = default;
+
+    /// Something that the user should know, in one line: "warning", "waiting", "started".
+    virtual void Tell(const std::string& event, const std::string& text) = 0;
+    /// Called whenever something may have changed; `isDue` asks for a line in any case.
+    virtual void Show(const DeckStatus& status, bool isDue) = 0;
+    virtual void ShowCall(const HostCall&, CallOutcome) {}
+    virtual void ShowMMC(const host::RawMMC&) {}
+};
+
+/// JSON lines where `json`; else, on a terminal one line that is rewritten, and a line a change
+/// elsewhere. Writes to standard output, warnings to standard error.
+std::unique_ptr<Display> MakeDisplay(bool json);
+
+} // namespace deck::cli

@@ -1,0 +1,49 @@
+// korva-deck: reads the command line and does one thing.
+
+#include "deck/cli/CommandLine.h"
+#include "deck/cli/DemoCommand.h"
+#include "deck/cli/PortsCommand.h"
+#include "deck/cli/RunCommand.h"
+#include "deck/cli/StopSignals.h"
+#include "deck/host/HostError.h"
+
+#include <iostream>
+
+namespace {
+
+using namespace deck;
+
+struct Execute {
+    const cli::StopSignals& signals;
+
+    int operator()(const cli::PrintOptions& options) const
+    {
+        std::cout << options.text;
+        return kExitDone;
+    }
+    int operator()(const cli::PortsOptions& options) const { return cli::ListPorts(options); }
+    int operator()(const cli::RunOptions& options) const { return cli::RunDeck(options, signals); }
+    int operator()(const cli::DemoOptions& options) const { return cli::RunDemo(options, signals); }
+};
+
+int Main(int argc, char** argv)
+{
+    const cli::StopSignals signals;
+    const auto command = cli::ParseCommandLine({argv + 1, argv + argc});
+    return std::visit(Execute{signals}, command);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return Main(argc, argv);
+    } catch (const deck::HostError& error) {
+        std::cerr << "korva-deck: " << error.what() << std::endl;
+        return error.Status();
+    } catch (const std::exception& error) {
+        std::cerr << "korva-deck: " << error.what() << std::endl;
+        return deck::kExitFailed;
+    }
+}

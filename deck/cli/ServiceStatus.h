@@ -1,0 +1,20 @@
+// The MIDI service may be there later than the deck: its server starts late, or
+// is restarted.
+
+#pragma once
+
+#include <string>
+
+namespace deck::cli {
+
+struct ServiceStatus {
+    std::string name;     // "alsa", "jack" or "builtin"
+    std::string waitsFor; // one line; empty where the service runs
+
+    bool IsRunning() const noexcept { return waitsFor.empty(); }
+};
+
+/// Starts the service where it is not started yet. [host, may block]
+ServiceStatus GetServiceStatus();
+
+} // namespace deck::cli
