@@ -36,6 +36,16 @@ Subscription MakeSubscription(Address from, Address to)
     return Subscription(raw);
 }
 
+// The library would print a complaint of its own where there is no sequencer.
+bool CanOpenDevice(int& error)
+{
+    const int descriptor = open("/dev/snd/seq", O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    error = errno;
+    if (descriptor >= 0)
+        close(descriptor);
+    return descriptor >= 0;
+}
+
 bool IsContinuation(char byte)
 {
     return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
