@@ -139,7 +139,8 @@ DeferredMidiMessageHandler::DeferredMidiMessageHandler(unsigned int portTag)
 DeferredMidiMessageHandler::DeferredMidiMessageHandler(
     unsigned int portTag, const boost::shared_ptr<kelcore::threads::AsyncExecutor>& executor)
     : mDelivery(new Delivery(portTag))
-    , mTrigger(new QueueOnlyOnce(boost::bind(&Delivery::HandleMessages, mDelivery), executor, 0, 0))
+    , mTrigger(
+          QueueOnlyOnce::Create(boost::bind(&Delivery::HandleMessages, mDelivery), executor, 0, 0))
 {
 }
 

@@ -44,7 +44,8 @@ MIDIPacketList MakePacketList(const MidiData& data) noexcept
 
 CoreMidiInputPort::CoreMidiInputPort(
     MIDIPortRef inPort, MIDIEndpointRef source, std::uint32_t portTag)
-    : MidiInputPort(GetDisplayNameProperty(source), GetUniqueIDProperty(source), portTag)
+    // Braces: the name is asked for before the ID.
+    : MidiInputPort{GetDisplayNameProperty(source), GetUniqueIDProperty(source), portTag}
     , mInPort(inPort)
     , mSource(source)
 {
@@ -72,7 +73,7 @@ void CoreMidiInputPort::Disconnect()
 
 CoreMidiOutputPort::CoreMidiOutputPort(
     MIDIPortRef outPort, MIDIEndpointRef destination, std::uint32_t portTag)
-    : MidiOutputPort(GetDisplayNameProperty(destination), GetUniqueIDProperty(destination), portTag)
+    : MidiOutputPort{GetDisplayNameProperty(destination), GetUniqueIDProperty(destination), portTag}
     , mOutPort(outPort)
     , mDestination(destination)
 {

@@ -1,0 +1,39 @@
+// A one-way signal between test threads, with a deadline far beyond what a loaded machine needs.
+
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+namespace kelmidi::tests {
+
+class Signal {
+public:
+    void Set()
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        mSet = true;
+        mChanged.notify_all();
+    }
+
+    bool IsSet()
+    {
+        const std::lock_guard<std::mutex> lock(mMutex);
+        return mSet;
+    }
+
+    /// Returns false where the deadline passed first.
+    bool Wait(std::chrono::seconds deadline = std::chrono::seconds(30))
+    {
+        std::unique_lock<std::mutex> lock(mMutex);
+        return mChanged.wait_for(lock, deadline, [this] { return mSet; });
+    }
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mChanged;
+    bool mSet = false; // guarded by mMutex
+};
+
+} // namespace kelmidi::tests
