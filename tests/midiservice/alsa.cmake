@@ -1,0 +1,9 @@
+# Apart from the other tests of the service, because scripts/check-vm runs them under a kernel
+# that has a sequencer.
+korva_add_tests(midiservice_alsa_tests
+    alsa/EventCodecTest.cpp
+    alsa/HardwareIdentityTest.cpp
+    alsa/LinksTest.cpp
+    alsa/PortTableTest.cpp
+    alsa/SysExGuardTest.cpp)
+target_link_libraries(midiservice_alsa_tests PRIVATE midiservice_core)
