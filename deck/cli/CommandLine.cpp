@@ -40,8 +40,6 @@ void AddPorts(CLI::App& app, PortsOptions& options)
 {
     CLI::App* const ports = app.add_subcommand("ports", "List the MIDI sources and destinations");
     ports->add_flag("--json", options.json, "As one JSON object");
-    ports->add_flag(
-        "--no-wait", options.noWait, "End with status 3 where the service is not there");
 }
 
 void AddRunPorts(CLI::App& run, RawRun& raw)

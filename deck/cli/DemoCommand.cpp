@@ -153,7 +153,8 @@ private:
             << "\" turns them into calls on the deck; the deck rolls at " << kDemoRate.Name()
             << " fps and tells\n  the plug-in where it is; the plug-in"
                " sends MTC, read back here from a port of its own.\n\n"
-            << "  MIDI service: " << service.name << "\n\n";
+            << "  MIDI service: " << service.name
+            << ". full: a full-frame message; 8 qf: a time code in eight quarter frames.\n\n";
         mTable.Begin();
     }
 
