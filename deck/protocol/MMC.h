@@ -86,7 +86,7 @@ double DecodeSpeed(std::uint8_t high, std::uint8_t middle, std::uint8_t low) noe
 
 struct MMCSendOptions {
     std::uint8_t deviceId = kMMCAllDevices;
-    FrameRate rate = FrameRate::k25;      // of time codes in the text; its rate bits go with LOCATE
+    FrameRate rate = FrameRate::k25; // of time codes in the text; its rate bits go with LOCATE
     std::optional<std::uint8_t> rateBits{}; // other bits than the rate's own, for senders that lie
     std::uint8_t subframes = 0;
 };
