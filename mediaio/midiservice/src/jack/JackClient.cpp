@@ -14,8 +14,6 @@ namespace midiservice {
 namespace {
 
 constexpr HostTime kNanosPerMicrosecond = 1000;
-// Port IDs are indices in the server, which has 2048 by default.
-constexpr jack_port_id_t kMaxPortIDs = 8192;
 
 struct JackFree {
     void operator()(void* memory) const noexcept { jack_free(memory); }
@@ -183,7 +181,6 @@ bool JackClient::Activate()
             static_cast<JackClient*>(self)->OnRenamed(oldName);
         },
         this);
-    LearnPortIDs();
     return jack_activate(client) == 0;
 }
 
@@ -195,32 +192,23 @@ HostTime JackClient::HostTimeOf(jack_time_t microseconds) const noexcept
 
 // ------------------------------------------------------------------ ports of others
 
-// The server names a port that ends by its ID only, when its name can be asked no more.
-void JackClient::LearnPortIDs()
-{
-    const std::lock_guard lock(mNamesMutex);
-    for (jack_port_id_t id = 1; id < kMaxPortIDs; ++id) {
-        const jack_port_t* port = jack_port_by_id(mClient.get(), id);
-        const char* name = port != nullptr ? jack_port_name(port) : nullptr;
-        if (name != nullptr && *name != '\0')
-            mNamesByID[id] = name;
-    }
-}
-
+// The server tells of a port that ends by its ID. Its name can still be asked for on JACK 2,
+// and not elsewhere, where it is known if the port began while we were there.
 void JackClient::OnPort(jack_port_id_t id, bool isThere) noexcept
 {
     {
-        const std::lock_guard lock(mNamesMutex);
-        const auto known = mNamesByID.find(id);
-        if (known != mNamesByID.end()) {
-            if (!isThere)
-                mEnded.insert(known->second);
-            mNamesByID.erase(known);
-        }
-        const jack_port_t* port = isThere ? jack_port_by_id(mClient.get(), id) : nullptr;
+        const jack_port_t* port = jack_port_by_id(mClient.get(), id);
         const char* name = port != nullptr ? jack_port_name(port) : nullptr;
-        if (name != nullptr)
+        const bool hasName = name != nullptr && *name != '\0';
+        const std::lock_guard lock(mNamesMutex);
+        if (isThere && hasName)
             mNamesByID[id] = name;
+        if (!isThere && hasName)
+            mEnded.insert(name);
+        if (!isThere && mNamesByID.count(id) > 0)
+            mEnded.insert(mNamesByID[id]);
+        if (!isThere)
+            mNamesByID.erase(id);
     }
     mListener.OnJackPortsChanged();
 }

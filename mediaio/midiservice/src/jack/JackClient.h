@@ -106,7 +106,6 @@ private:
 
     JackClient(jack_client_t* client, DriverHost& host, JackListener& listener);
     bool Activate();
-    void LearnPortIDs();
     jack_port_t* Register(const std::string& portName, unsigned long flags);
     void Withdraw(std::atomic<jack_port_t*>& place);
     bool Connect(const std::string& from, const std::string& to);
