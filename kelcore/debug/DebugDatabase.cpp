@@ -30,7 +30,7 @@ std::string Environment(const char* name)
 // A base directory that is not absolute does not count, as the XDG specification says.
 std::filesystem::path ConfigDirectory()
 {
-    const std::filesystem::path xdg = Environment("XDG_CONFIG_HOME");
+    std::filesystem::path xdg = Environment("XDG_CONFIG_HOME");
     if (xdg.is_absolute()) {
         return xdg;
     }
@@ -129,8 +129,8 @@ template <> int DebugDatabase::GetEntryAs<int>(const std::string& key, int defau
 }
 
 template <>
-std::string DebugDatabase::GetEntryAs<std::string>(
-    const std::string& key, std::string defaultValue) const
+std::string DebugDatabase::GetEntryAs<std::string>(const std::string& key,
+    std::string defaultValue) const // NOLINT(performance-unnecessary-value-param): as every T
 {
     return GetEntry(key, defaultValue);
 }

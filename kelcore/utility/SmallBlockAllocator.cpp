@@ -65,7 +65,7 @@ union FreeLists {
         : bySize{}
     {
     }
-    ~FreeLists() {}
+    ~FreeLists() {} // NOLINT(modernize-use-equals-default): must not destroy bySize
 
     std::array<FreeList, kSizeCount> bySize;
 };
@@ -127,7 +127,7 @@ void FreeSmallBlock(void* block, std::size_t bytes) noexcept
     }
     const std::size_t blockSize = RoundToBlock(bytes);
     if (blockSize > kLargestKeptSize || !TryKeep(ListOf(blockSize), block, blockSize)) {
-        ::operator delete(block, blockSize);
+        ::operator delete(block);
     }
 }
 

@@ -138,17 +138,17 @@ TEST(CPUBoundExecutor, StartsFunctionsInTheOrderOfTheirPosts)
 
 TEST(CPUBoundExecutor, RunsEveryFunctionOnce)
 {
-    constexpr int kThreads = 4;
-    constexpr int kPosts = 2000;
+    constexpr std::size_t kThreads = 4;
+    constexpr std::size_t kPosts = 2000;
     std::vector<std::atomic<int>> runs(kThreads * kPosts);
-    std::atomic<int> left{kThreads * kPosts};
+    std::atomic<std::size_t> left{kThreads * kPosts};
     Signal done;
     std::vector<std::thread> threads;
 
-    for (int thread = 0; thread < kThreads; ++thread) {
+    for (std::size_t thread = 0; thread < kThreads; ++thread) {
         threads.emplace_back([&, thread] {
-            for (int i = 0; i < kPosts; ++i) {
-                Post([&, index = static_cast<std::size_t>(thread * kPosts + i)] {
+            for (std::size_t i = 0; i < kPosts; ++i) {
+                Post([&, index = thread * kPosts + i] {
                     ++runs[index];
                     if (--left == 0) {
                         done.Set();
