@@ -15,10 +15,12 @@ namespace kelorintal {
 /// once; called on another, the host's event loop must be running, so the host must not wait on
 /// its GUI thread for the caller.
 ///
-/// Elsewhere a thread of the toolkit serves, which lives as long as the process. Its QApplication
-/// lives for one `function` only: an idle one would hold a connection to the display, end the
-/// process when that breaks, and be in the way of a QApplication that the host makes later. Callers
-/// are served one after the other. [host, may block]
+/// Elsewhere a thread of the toolkit serves, which lives as long as the process, whichever threads
+/// the host calls from: Qt stays on the thread that used it first, and parts of it do not work on
+/// another one later. So a host that is a Qt program makes its QApplication before its first
+/// dialog. The toolkit's own lives for one `function` only: an idle one would hold a connection to
+/// the display, and end the process when that breaks. Callers are served one after the other.
+/// [host, may block]
 std::string RunOnGUIThread(const std::function<void()>& function);
 
 } // namespace kelorintal
