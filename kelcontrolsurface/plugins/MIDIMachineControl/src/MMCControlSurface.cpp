@@ -209,18 +209,11 @@ bool ControlSurface::HandleMidiMessage(const kelmidi::MidiMessage& message, unsi
     return true;
 }
 
-// Deliberate: after a message that is not MMC the bytes behind it wait for the next arrival.
 void ControlSurface::ProcessReceiveBuffer()
 {
-    bool dispatched = true;
-    while (dispatched && mReceiveBuffer.HasMessage()) {
-        const std::optional<MMCMessage> message = mReceiveBuffer.FrontMMCMessage();
-        dispatched = message.has_value();
-        if (message) {
-            HandleMMCMessages(message->subId, message->data, message->length);
-        }
-        mReceiveBuffer.EraseFrontMessage();
-    }
+    mReceiveBuffer.TakeMessages([this](const MMCMessage& message) {
+        HandleMMCMessages(message.subId, message.data, message.length);
+    });
 }
 
 } // namespace mmc

@@ -55,11 +55,12 @@ void ReceiveBuffer::Append(const unsigned char* bytes, std::size_t count)
 {
     mBytes.Reserve(mBytes.Size() + count);
     mBytes.Append(bytes, count);
-    if (mBytes.Size() > kMostIdleBytes) {
+    if (mBytes.Size() > mMostIdleBytes) {
         DropIdleBytes();
     }
 }
 
+// A first F7 anywhere, also before the F0, and a first F0 that is not the last byte.
 bool ReceiveBuffer::HasMessage() noexcept
 {
     if (mEndsBefore == 0 && !mEnd.Find(mBytes)) {
@@ -83,6 +84,7 @@ std::optional<MMCMessage> ReceiveBuffer::FrontMMCMessage() noexcept
     return MMCMessage{message[kSubIdOffset], message + kDataOffset, *end - (*start + kDataOffset)};
 }
 
+// Everything to the first F7 goes, that one included.
 void ReceiveBuffer::EraseFrontMessage() noexcept
 {
     if (mEndsBefore > 0) {
@@ -110,7 +112,7 @@ void ReceiveBuffer::DropBytesBeforeStart() noexcept
 // comes; until then only those first bytes matter.
 void ReceiveBuffer::DropForeignData() noexcept
 {
-    if (mBytes.Size() <= kMostIdleBytes || mEnd.Find(mBytes)) {
+    if (mBytes.Size() <= mMostIdleBytes || mEnd.Find(mBytes)) {
         return;
     }
     std::array<unsigned char, kDataOffset> head{};

@@ -31,7 +31,7 @@ private:
     std::size_t mSearched = 0; // bytes known not to be wanted; where mFound, the wanted one's place
 };
 
-/// The head of the command part of one MMC message.
+/// The part of an MMC message that commands are read from.
 struct MMCMessage {
     unsigned char subId;       // 06, command, or 07, response
     const unsigned char* data; // inside the buffer: valid until it changes
@@ -39,36 +39,53 @@ struct MMCMessage {
 };
 
 /// Keeps bytes in arrival order until a message F0 ... F7 uses them up, without a bound. A flood
-/// that never completes a message stays cheap all the same: where more than `kMostIdleBytes` are
-/// held, those go that cannot change what any later byte leads to.
+/// that never completes a message stays cheap all the same: where too many bytes are held, those go
+/// that cannot change what any later byte leads to.
 /// [delivery, one thread at a time]
 class ReceiveBuffer {
 public:
     static constexpr std::size_t kMostIdleBytes = 4096;
 
+    /// Bytes that cannot matter any more may go where more than `mostIdleBytes` (4 at least) are
+    /// held.
+    explicit ReceiveBuffer(std::size_t mostIdleBytes = kMostIdleBytes) noexcept
+        : mMostIdleBytes(mostIdleBytes)
+    {
+    }
+
     /// Throws `std::bad_alloc`; the buffer is then as it was.
     void Append(const unsigned char* bytes, std::size_t count);
 
-    /// Whether something can be used up: a first F7 anywhere, and a first F0 that is not the
-    /// last byte. The F7 may stand before the F0.
-    bool HasMessage() noexcept;
-
-    /// What `HasMessage` found, where it is an MMC message. The device ID is never examined.
-    std::optional<MMCMessage> FrontMMCMessage() noexcept;
-
-    /// Uses up everything to the first F7, that one included. `HasMessage` was true.
-    void EraseFrontMessage() noexcept;
+    /// Uses up complete messages, from the oldest on, and calls `handle(MMCMessage)` for each that
+    /// is MMC, whatever its device ID. Deliberate: after a message that is not MMC the bytes behind
+    /// it wait for the next arrival. So do those behind an F7 that stands before the first F0.
+    template <typename Handler> void TakeMessages(Handler handle)
+    {
+        bool isMMC = true;
+        while (isMMC && HasMessage()) {
+            const std::optional<MMCMessage> message = FrontMMCMessage();
+            isMMC = message.has_value();
+            if (isMMC) {
+                handle(*message);
+            }
+            EraseFrontMessage();
+        }
+    }
 
     /// Bytes held now. [test]
     std::size_t Size() const noexcept { return mBytes.Size(); }
 
 private:
+    bool HasMessage() noexcept;
+    std::optional<MMCMessage> FrontMMCMessage() noexcept;
+    void EraseFrontMessage() noexcept;
     void DropIdleBytes() noexcept;
     void DropBytesBeforeStart() noexcept;
     void DropForeignData() noexcept;
     std::size_t CountEnds(std::size_t length) noexcept;
     void EraseFront(std::size_t count) noexcept;
 
+    const std::size_t mMostIdleBytes;
     // F7 bytes that arrived before everything in mBytes: each still costs one arrival.
     std::size_t mEndsBefore = 0;
     kelcore::utility::ByteSequence mBytes;
