@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include <charconv>
+#include <cmath>
 
 namespace deck::cli {
 namespace {
@@ -26,6 +27,8 @@ struct RawRun {
     std::string start;
     std::string windSpeed = "10";
     std::string statusInterval = "0";
+    std::string pacing = "on";
+    std::string mtcOffset = "0";
     bool mtc = false;
     bool noMTC = false;
 };
@@ -51,6 +54,12 @@ void AddRunPorts(CLI::App& run, RawRun& raw)
         ->type_name("PORT");
     run.add_flag("--mtc", raw.mtc, "Send MTC (default, once --out was given)");
     run.add_flag("--no-mtc", raw.noMTC, "Send no MTC");
+    run.add_option("--mtc-pacing", raw.pacing,
+           "on (default): each quarter frame leaves at its moment; off: four at a time")
+        ->type_name("on|off");
+    run.add_option("--mtc-offset", raw.mtcOffset,
+           "Milliseconds that the quarter frames leave later, -1000 to 1000 (default 0)")
+        ->type_name("MS");
 }
 
 void AddRun(CLI::App& app, RawRun& raw)
@@ -108,6 +117,29 @@ double ParseInterval(const std::string& text)
     return seconds;
 }
 
+std::optional<MtcPacerOptions> ParsePacing(const std::string& pacing, const std::string& offset)
+{
+    double millis = 0;
+    const char* const end = offset.data() + offset.size();
+    const auto [parsed, error] = std::from_chars(offset.data(), end, millis);
+    if (error != std::errc() || parsed != end || !(std::abs(millis) <= 1000)) {
+        throw HostError(
+            "--mtc-offset " + offset + ": it is a number of milliseconds from -1000 to 1000");
+    }
+    if (pacing != "on" && pacing != "off") {
+        throw HostError("--mtc-pacing " + pacing + ": it is on or off");
+    }
+    if (pacing == "off") {
+        if (millis != 0) {
+            throw HostError("--mtc-offset shifts paced MTC; it goes with --mtc-pacing on");
+        }
+        return std::nullopt;
+    }
+    MtcPacerOptions options;
+    options.offset = std::chrono::nanoseconds(std::llround(millis * 1e6));
+    return options;
+}
+
 void CheckPorts(const RunOptions& options)
 {
     if (options.in.has_value() != options.out.has_value()) {
@@ -144,6 +176,7 @@ RunOptions Finish(const RawRun& raw)
     }
     options.windSpeed = ParseWindSpeed(raw.windSpeed);
     options.statusInterval = ParseInterval(raw.statusInterval);
+    options.pacing = ParsePacing(raw.pacing, raw.mtcOffset);
     CheckPorts(options);
     return options;
 }
@@ -171,7 +204,7 @@ Command ParseCommandLine(const std::vector<std::string>& arguments)
     CLI::App app(kAbout, "korva-deck");
     app.footer(kNotes);
     app.set_version_flag("--version", "korva-deck " KORVA_VERSION);
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1); // none is answered below, after what is unknown
     PortsOptions ports;
     RawRun run;
     run.options.settings = host::SettingsFile::DefaultPath();
@@ -188,6 +221,9 @@ Command ParseCommandLine(const std::vector<std::string>& arguments)
         return PrintOptions{app.help()};
     } catch (const CLI::ParseError& error) {
         throw Explain(app, error);
+    }
+    if (app.get_subcommands().empty()) {
+        throw HostError("say what to do: ports, run or demo; `korva-deck --help` tells about them");
     }
     const std::string used = app.get_subcommands().front()->get_name();
     if (used == "ports") {

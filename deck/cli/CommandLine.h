@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "deck/protocol/MtcPacer.h"
 #include "deck/transport/Timecode.h"
 
 #include <filesystem>
@@ -23,6 +24,7 @@ struct RunOptions {
     FrameRate rate = FrameRate::k25;
     FrameNumber startFrame = 0;
     int windSpeed = 10;
+    std::optional<MtcPacerOptions> pacing = MtcPacerOptions{};
     std::optional<std::filesystem::path> bundle;
     std::filesystem::path settings;
     bool json = false;

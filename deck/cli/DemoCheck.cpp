@@ -5,8 +5,8 @@
 namespace deck::cli {
 namespace {
 
-constexpr std::size_t kWindFrames = 3;
-constexpr std::ptrdiff_t kQuarterFrameCodes = 2;
+constexpr std::size_t kWindFrames = 8;
+constexpr std::ptrdiff_t kQuarterFrameCodes = 4;
 
 std::string Describe(MTCWanted mtc)
 {

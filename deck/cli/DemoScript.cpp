@@ -1,5 +1,7 @@
 #include "deck/cli/DemoScript.h"
 
+#include <array>
+
 namespace deck::cli {
 namespace {
 
@@ -78,12 +80,14 @@ std::vector<DemoStep> MakeLastAct()
 {
     constexpr double kShuttleSpeed = -2.0;
     constexpr std::uint8_t kGP0 = 0x08;
+    constexpr std::array<std::uint8_t, 3> kRecordReady = {0x4F, 0x01, 0x20};
     const TransportState stopped = TransportState::Stopped;
     DemoStep field{"LOCATE field", EncodeLocateField(kMMCAllDevices, kGP0), {}, stopped,
         MTCWanted::Nothing, {}, {}, "(ignored)"};
     return {
         TracedOnly(EncodeMMC(kMMCAllDevices, kMMCEject), stopped, "EJECT"),
         TracedOnly(EncodeMMC(kMMCAllDevices, kMMCChase), stopped, "CHASE"),
+        TracedOnly(EncodeMMC(kMMCAllDevices, kMMCWrite, kRecordReady), stopped, "WRITE"),
         TracedOnly(EncodeShuttle(kMMCAllDevices, kShuttleSpeed), stopped, "SHUTTLE"),
         std::move(field),
         Simple(kMMCPlay, {Play}, TransportState::Playing, MTCWanted::QuarterFrames),

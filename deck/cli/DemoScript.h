@@ -14,9 +14,9 @@ namespace deck::cli {
 enum class MTCWanted : std::uint8_t {
     Nothing,
     FullFrame,     // of the frame where the deck rests, or of `target`
-    QuarterFrames, // two whole time codes, of frames that the deck has reported
+    QuarterFrames, // four whole time codes, of frames that the deck has reported
     FullThenQuarterFrames,
-    FullFramesBack, // three, each earlier than the one before
+    FullFramesBack, // eight, each earlier than the one before
     FullFramesForward
 };
 

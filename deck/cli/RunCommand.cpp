@@ -31,8 +31,9 @@ public:
         , mSignals(signals)
         , mDisplay(MakeDisplay(options.json))
         , mSettings(options.settings)
-        , mSession(
-              options.bundle ? *options.bundle : host::FindBundle(), MakeTransportSettings(options))
+        , mSession(options.bundle ? *options.bundle : host::FindBundle(),
+              MakeTransportSettings(options),
+              options.pacing)
     {
     }
 
@@ -43,7 +44,7 @@ public:
         }
         const std::string settings = TakeOverSettings();
         mSession.Connect(settings);
-        mSettings.Save(mSession.Instance().Settings());
+        mSettings.Save(mSession.Settings());
         DeckMonitor monitor(mSession, *mDisplay, mOptions.rate, mOptions.startFrame);
         monitor.SetPorts(host::ReadPortSettings(settings));
         SayWhatIsMissing(monitor.Status());

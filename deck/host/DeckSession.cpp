@@ -1,6 +1,7 @@
 #include "deck/host/DeckSession.h"
 
 #include "deck/host/BundleLoader.h"
+#include "deck/host/PortSettings.h"
 
 namespace deck::host {
 namespace {
@@ -14,9 +15,12 @@ KORVASDK_ControlSurfacePluginFuncs Load(
 
 } // namespace
 
-DeckSession::DeckSession(const std::filesystem::path& bundle, const TransportSettings& settings)
+DeckSession::DeckSession(const std::filesystem::path& bundle,
+    const TransportSettings& settings,
+    const std::optional<MtcPacerOptions>& pacing)
     : mClock(MakeMonotonicClock())
-    , mLink(settings.rate, *mClock)
+    , mRelay(pacing ? std::make_unique<MtcRelay>(*pacing) : nullptr)
+    , mLink(settings.rate, *mClock, mRelay ? &mRelay->Pacer() : nullptr)
     , mTransport(settings, *mClock, {&mLink, &mEvents})
     , mPlugin(Load(bundle, mSuites.BasicSuite()), mSuites)
     , mInstance(mPlugin, mTransport)
@@ -35,9 +39,33 @@ DeckSession::~DeckSession()
 void DeckSession::Connect(const std::string& settings)
 {
     Disconnect();
-    mInstance.SetSettings(settings);
+    mInstance.SetSettings(mRelay ? WithRelay(settings) : settings);
     mInstance.Connect();
     mLink.Attach(mInstance.SMPTE());
+}
+
+/// The relay takes the place of the user's output. Where none is chosen the plug-in must see that:
+/// it binds both ports or none.
+std::string DeckSession::WithRelay(const std::string& settings)
+{
+    PortSettings ports = ReadPortSettings(settings);
+    mUsersOutput = ports.out;
+    mRelay->SetDestination(ports.out);
+    if (ports.out) {
+        ports.out = mRelay->InletID();
+    }
+    return WithPortSettings(settings, ports);
+}
+
+std::string DeckSession::Settings() const
+{
+    const std::string settings = mInstance.Settings();
+    if (!mRelay) {
+        return settings;
+    }
+    PortSettings ports = ReadPortSettings(settings);
+    ports.out = mUsersOutput;
+    return WithPortSettings(settings, ports);
 }
 
 void DeckSession::Disconnect()

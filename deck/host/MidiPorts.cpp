@@ -191,6 +191,14 @@ MIDIPortRef MidiClient::MakeInputPort(const char* name, MIDIReadProc readProc, v
     return port;
 }
 
+MIDIPortRef MidiClient::MakeOutputPort(const char* name)
+{
+    MIDIPortRef port = 0;
+    Check(MIDIOutputPortCreate(mClient, MakeCFString(name).get(), &port),
+        std::string("make the output port \"") + name + '"');
+    return port;
+}
+
 MIDIEndpointRef MidiClient::MakeSource(const char* name)
 {
     MIDIEndpointRef source = 0;

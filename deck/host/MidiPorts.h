@@ -53,6 +53,7 @@ public:
     MIDIClientRef Ref() const noexcept { return mClient; }
 
     MIDIPortRef MakeInputPort(const char* name, MIDIReadProc readProc, void* context);
+    MIDIPortRef MakeOutputPort(const char* name);
     MIDIEndpointRef MakeSource(const char* name);
     MIDIEndpointRef MakeDestination(const char* name, MIDIReadProc readProc, void* context);
 

@@ -138,10 +138,14 @@ std::string SettingsFile::Load(const std::function<void(const std::string&)>& wa
     if (access(mPath.c_str(), F_OK) != 0 && errno == ENOENT) {
         return {};
     }
+    if (fs::is_directory(mPath)) {
+        throw Failure("cannot read", mPath, EISDIR);
+    }
     std::ifstream file(mPath, std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    if (!file.is_open() || file.bad() || fs::is_directory(mPath)) {
-        throw Failure("cannot read", mPath, fs::is_directory(mPath) ? EISDIR : errno);
+    const std::string text(
+        (std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    if (!file.is_open() || file.bad()) {
+        throw Failure("cannot read", mPath, errno);
     }
     try {
         CheckIsSettings(text);

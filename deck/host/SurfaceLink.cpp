@@ -2,9 +2,10 @@
 
 namespace deck::host {
 
-SurfaceLink::SurfaceLink(FrameRate rate, const Clock& clock)
+SurfaceLink::SurfaceLink(FrameRate rate, const Clock& clock, MtcPacer* pacer)
     : mRate(rate)
     , mClock(clock)
+    , mPacer(pacer)
 {
 }
 
@@ -33,24 +34,56 @@ void SurfaceLink::OnLocated(const Position& position)
 {
     const Timecode time = ToTimecode(position.frame, mRate);
     const std::lock_guard lock(mMutex);
+    if (mPacer != nullptr) {
+        mPacer->Restart();
+    }
     if (CanTell()) {
         mSMPTE.table->GotoSMPTETime(mSMPTE.handle, mRate.SMPTEFormat(), time.hours, time.minutes,
             time.seconds, time.frames, 0);
     }
 }
 
-void SurfaceLink::OnPosition(const Position& position)
+void SurfaceLink::OnPosition(const Position& present)
 {
-    const Timecode time = ToTimecode(position.frame, mRate);
     const std::lock_guard lock(mMutex);
-    if (CanTell()) {
-        // The moment of the frame has just passed, so the offset is a little below zero, which the
-        // unsigned argument carries as it is
-        const auto offset = position.time - mClock.Now();
-        mSMPTE.table->TransmitFullFrame(mSMPTE.handle, static_cast<std::uint64_t>(offset.count()),
-            static_cast<float>(position.speed), mRate.NominalFps(), uint8_t{mRate.IsDrop()},
-            time.hours, time.minutes, time.seconds, time.frames);
+    const Position position = mPacer != nullptr ? Ahead(present) : present;
+    if (!CanTell() || !IsToBeTold(position)) {
+        return;
     }
+    const Timecode time = ToTimecode(position.frame, mRate);
+    // A moment that has just passed is an offset a little below zero, which the unsigned argument
+    // carries as it is
+    const auto offset = position.time - mClock.Now();
+    mSMPTE.table->TransmitFullFrame(mSMPTE.handle, static_cast<std::uint64_t>(offset.count()),
+        static_cast<float>(position.speed), mRate.NominalFps(), uint8_t{mRate.IsDrop()}, time.hours,
+        time.minutes, time.seconds, time.frames);
+}
+
+/// At play speed what comes is known: the frame that the pacer wants to hear of by now.
+Position SurfaceLink::Ahead(const Position& position) const noexcept
+{
+    if (position.speed != 1) {
+        return position;
+    }
+    const auto frameTime = FrameStart(1, mRate);
+    const FrameNumber frames
+        = (mPacer->Lead() + frameTime - std::chrono::nanoseconds(1)) / frameTime;
+    Position ahead = position;
+    ahead.frame += frames;
+    ahead.time += FrameStart(ahead.frame, mRate) - FrameStart(position.frame, mRate);
+    return ahead;
+}
+
+bool SurfaceLink::IsToBeTold(const Position& position) noexcept
+{
+    if (mPacer == nullptr) {
+        return true;
+    }
+    if (position.speed != 1) {
+        mPacer->Restart();
+        return true;
+    }
+    return mPacer->Report(WrapToDay(position.frame, mRate), mRate, position.time, mClock.Now());
 }
 
 bool SurfaceLink::CanTell() const noexcept

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "deck/host/Plugin.h"
+#include "deck/protocol/MtcPacer.h"
 #include "deck/transport/Clock.h"
 #include "deck/transport/TransportSink.h"
 
@@ -14,8 +15,9 @@ namespace deck::host {
 /// Tells the surface nothing before it asked for positions (SetSMPTEActive).
 class SurfaceLink final : public TransportSink {
 public:
-    /// `clock` is the transport's. [host]
-    SurfaceLink(FrameRate rate, const Clock& clock);
+    /// `clock` is the transport's. With a `pacer` frames are told so far ahead that their quarter
+    /// frames can leave on time. [host]
+    SurfaceLink(FrameRate rate, const Clock& clock, MtcPacer* pacer = nullptr);
 
     /// From now on `smpte` is called. [host, may block]
     void Attach(const SurfaceSMPTE& smpte);
@@ -29,9 +31,12 @@ public:
 
 private:
     bool CanTell() const noexcept;
+    Position Ahead(const Position& position) const noexcept;
+    bool IsToBeTold(const Position& position) noexcept;
 
     FrameRate mRate;
     const Clock& mClock;
+    MtcPacer* mPacer; // null: the plug-in's bursts go out as they are
     // Held for a call of the SMPTE suite, which does not wait; contended only while a surface
     // comes or goes.
     std::mutex mMutex;
