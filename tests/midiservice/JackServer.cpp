@@ -6,20 +6,33 @@
 #include <memory>
 
 #include <fcntl.h>
-#include <spawn.h>
+#include <sys/file.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-extern char** environ;
 
 namespace midiservice::test {
 
 namespace {
 
-std::string UniqueServerName()
+/// Ends with us, however we end.
+pid_t Spawn(const std::vector<std::string>& arguments)
 {
-    static std::atomic<int> sCount{0};
-    return "korvatest" + std::to_string(getpid()) + "_" + std::to_string(sCount++);
+    std::vector<char*> pointers;
+    for (const std::string& argument : arguments)
+        pointers.push_back(const_cast<char*>(argument.c_str()));
+    pointers.push_back(nullptr);
+    const int silence = open("/dev/null", O_RDWR | O_CLOEXEC);
+    const pid_t process = fork();
+    if (process == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        dup2(silence, STDOUT_FILENO);
+        dup2(silence, STDERR_FILENO);
+        execvp(pointers[0], pointers.data());
+        _exit(127);
+    }
+    close(silence);
+    return process;
 }
 
 void Quietly(const char* /*message*/) {}
@@ -29,6 +42,13 @@ jack_client_t* Open(const std::string& name)
     jack_set_error_function(&Quietly);
     jack_set_info_function(&Quietly);
     return jack_client_open(name.c_str(), JackNoStartServer, nullptr);
+}
+
+int WaitForExit(pid_t process)
+{
+    int status = -1;
+    waitpid(process, &status, 0);
+    return status;
 }
 
 struct JackFree {
@@ -49,9 +69,29 @@ bool JackServer::IsInstalled()
     return false;
 }
 
+// JACK has places for eight names in all, and one that was killed keeps its place until a server
+// of the same name starts. So the names are few, and each is locked while it is in use.
+JackServer::Name::Name()
+{
+    const auto folder = std::filesystem::temp_directory_path();
+    for (int number = 0; number < 16; ++number) {
+        text = "korvatest" + std::to_string(number);
+        lock = open((folder / (text + ".lock")).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+        if (lock >= 0 && flock(lock, LOCK_EX | LOCK_NB) == 0)
+            return;
+        close(lock);
+    }
+    ADD_FAILURE() << "too many JACK servers of tests";
+    lock = -1;
+}
+
+JackServer::Name::~Name()
+{
+    close(lock);
+}
+
 JackServer::JackServer()
-    : mName(UniqueServerName())
-    , mVariable("JACK_DEFAULT_SERVER", mName)
+    : mVariable("JACK_DEFAULT_SERVER", mName.text)
 {
 }
 
@@ -62,28 +102,24 @@ JackServer::~JackServer()
 
 void JackServer::Start()
 {
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-    std::string arguments[]
-        = {"jackd", "-n", mName, "-r", "-p", "256", "-d", "dummy", "-r", "48000", "-p", "128"};
-    std::vector<char*> pointers;
-    for (std::string& argument : arguments)
-        pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-    ASSERT_EQ(posix_spawnp(&mProcess, "jackd", &actions, nullptr, pointers.data(), environ), 0);
-    posix_spawn_file_actions_destroy(&actions);
+    mProcess = Spawn(
+        {"jackd", "-n", mName.text, "-r", "-p", "256", "-d", "dummy", "-r", "48000", "-p", "128"});
+    ASSERT_GT(mProcess, 0);
+    // In a process of its own: libjack crashes in a process where one client is opened while
+    // the server of another has died.
+    ASSERT_EQ(WaitForExit(Spawn({KORVA_JACK_LOOP, "--wait"})), 0) << "jackd does not answer";
+}
 
-    const auto end = std::chrono::steady_clock::now() + kDeadline;
-    jack_client_t* probe = nullptr;
-    while (probe == nullptr && std::chrono::steady_clock::now() < end) {
-        probe = Open("probe");
-        if (probe == nullptr)
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    ASSERT_NE(probe, nullptr) << "jackd does not answer";
-    jack_client_close(probe);
+JackLoop::JackLoop(const std::string& name)
+    : mProcess(Spawn({KORVA_JACK_LOOP, name}))
+{
+    EXPECT_GT(mProcess, 0);
+}
+
+JackLoop::~JackLoop()
+{
+    kill(mProcess, SIGTERM);
+    waitpid(mProcess, nullptr, 0);
 }
 
 void JackServer::Stop()
@@ -140,31 +176,26 @@ void JackPeer::Process(jack_nframes_t frames)
     for (std::uint32_t index = 0; index < jack_midi_get_event_count(in); ++index) {
         jack_midi_event_t event{};
         jack_midi_event_get(&event, in, index);
-        mFrames.push_back(jack_last_frame_time(mClient) + event.time);
-        mReceived.Put({Bytes(event.buffer, event.buffer + event.size), 0, Now(), nullptr, {}});
+        const HostTime sampleTime = TimeOf(event.time, frames);
+        mReceived.Put(
+            {Bytes(event.buffer, event.buffer + event.size), sampleTime, Now(), nullptr, {}});
     }
+}
+
+HostTime JackPeer::TimeOf(jack_nframes_t frame, jack_nframes_t frames) const
+{
+    jack_nframes_t first = 0;
+    jack_time_t start = 0;
+    jack_time_t next = 0;
+    float period = 0;
+    jack_get_cycle_times(mClient, &first, &start, &next, &period);
+    return (start + (next - start) * frame / frames) * 1000;
 }
 
 void JackPeer::Send(const std::vector<Bytes>& units)
 {
     const std::lock_guard lock(mMutex);
     mToSend.insert(mToSend.end(), units.begin(), units.end());
-}
-
-std::vector<jack_nframes_t> JackPeer::Frames() const
-{
-    const std::lock_guard lock(mMutex);
-    return mFrames;
-}
-
-double JackPeer::FrameOf(HostTime time) const
-{
-    // JACK's clock runs with ours; the offset between them is found by asking both.
-    const auto jackNow = static_cast<double>(jack_get_time()) * 1000.0;
-    const auto hostNow = static_cast<double>(Now());
-    const double jackTime = static_cast<double>(time) - hostNow + jackNow;
-    return static_cast<double>(
-        jack_time_to_frames(mClient, static_cast<jack_time_t>(jackTime / 1000.0)));
 }
 
 std::string JackPeer::FindPort(const std::string& name, unsigned long flags) const
@@ -177,16 +208,28 @@ std::string JackPeer::FindPort(const std::string& name, unsigned long flags) con
     return "";
 }
 
+// Returns when the connection counts, which is in one of the next cycles.
+void JackPeer::Connect(jack_port_t* ours, const std::string& other, bool isSending)
+{
+    const std::string own = jack_port_name(ours);
+    EXPECT_EQ(jack_connect(mClient, isSending ? own.c_str() : other.c_str(),
+                  isSending ? other.c_str() : own.c_str()),
+        0)
+        << other;
+    const auto end = std::chrono::steady_clock::now() + kDeadline;
+    while (
+        jack_port_connected_to(ours, other.c_str()) == 0 && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
 void JackPeer::ConnectFrom(const std::string& virtualSource)
 {
-    const std::string port = FindPort(virtualSource, JackPortIsOutput);
-    EXPECT_EQ(jack_connect(mClient, port.c_str(), jack_port_name(mIn)), 0) << port;
+    Connect(mIn, FindPort(virtualSource, JackPortIsOutput), false);
 }
 
 void JackPeer::ConnectTo(const std::string& virtualDestination)
 {
-    const std::string port = FindPort(virtualDestination, JackPortIsInput);
-    EXPECT_EQ(jack_connect(mClient, jack_port_name(mOut), port.c_str()), 0) << port;
+    Connect(mOut, FindPort(virtualDestination, JackPortIsInput), true);
 }
 
 } // namespace midiservice::test

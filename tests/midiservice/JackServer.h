@@ -19,8 +19,7 @@ public:
     /// False where jackd is not installed.
     static bool IsInstalled();
 
-    /// A name that no other server of this machine has; nothing is started yet. JACK clients
-    /// made while this object lives look for this server.
+    /// Nothing is started yet. JACK clients made while this object lives look for this server.
     JackServer();
     JackServer(const JackServer&) = delete;
     JackServer& operator=(const JackServer&) = delete;
@@ -36,12 +35,35 @@ public:
 private:
     void End(int signal);
 
-    std::string mName;
+    /// No other server of this machine has it.
+    struct Name {
+        Name();
+        Name(const Name&) = delete;
+        Name& operator=(const Name&) = delete;
+        ~Name();
+        std::string text;
+        int lock = -1;
+    };
+
+    Name mName;
     ScopedVariable mVariable;
     pid_t mProcess = 0;
 };
 
-/// A program that uses libjack directly, with the ports NAME_OUT and NAME_IN.
+/// A JACK client in a process of its own: what reaches its port NAME_IN leaves by NAME_OUT.
+class JackLoop {
+public:
+    explicit JackLoop(const std::string& name);
+    JackLoop(const JackLoop&) = delete;
+    JackLoop& operator=(const JackLoop&) = delete;
+    ~JackLoop();
+
+private:
+    pid_t mProcess;
+};
+
+/// A program that uses libjack directly, with the ports NAME_OUT and NAME_IN. The stamp of
+/// what it receives is the time of its sample, by JACK's clock in nanoseconds.
 class JackPeer final : public Peer {
 public:
     explicit JackPeer(const std::string& name);
@@ -54,14 +76,10 @@ public:
     void ConnectFrom(const std::string& virtualSource) override;
     void ConnectTo(const std::string& virtualDestination) override;
 
-    /// The frame time of each arrival so far, in the order of arrival.
-    std::vector<jack_nframes_t> Frames() const;
-    /// The frame time that belongs to a host time.
-    double FrameOf(HostTime time) const;
-    const char* ClientName() const { return jack_get_client_name(mClient); }
-
 private:
     void Process(jack_nframes_t frames);
+    HostTime TimeOf(jack_nframes_t frame, jack_nframes_t frames) const;
+    void Connect(jack_port_t* ours, const std::string& other, bool isSending);
     std::string FindPort(const std::string& name, unsigned long flags) const;
 
     jack_client_t* mClient;
@@ -70,7 +88,6 @@ private:
     Inbox mReceived;
     mutable std::mutex mMutex; // tests may make the callback wait
     std::vector<Bytes> mToSend;
-    std::vector<jack_nframes_t> mFrames;
 };
 
 } // namespace midiservice::test

@@ -5,8 +5,10 @@
 #include <jack/midiport.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 #include <utility>
 
 namespace midiservice {
@@ -14,6 +16,8 @@ namespace midiservice {
 namespace {
 
 constexpr HostTime kNanosPerMicrosecond = 1000;
+// Milliseconds; the longest cycles last some 200.
+constexpr int kGraphAttempts = 500;
 
 struct JackFree {
     void operator()(void* memory) const noexcept { jack_free(memory); }
@@ -275,9 +279,22 @@ void JackClient::Withdraw(std::atomic<jack_port_t*>& place)
         jack_port_unregister(mClient.get(), port);
 }
 
-bool JackClient::Connect(const std::string& from, const std::string& to)
+// A connection counts from the server's next cycle on, and what is sent before that is lost:
+// so this returns when it counts.
+bool JackClient::Connect(jack_port_t* ours, const std::string& other)
 {
-    return jack_connect(mClient.get(), from.c_str(), to.c_str()) == 0;
+    const std::string own = jack_port_name(ours);
+    const bool isSending = (jack_port_flags(ours) & JackPortIsOutput) != 0;
+    const std::string& from = isSending ? own : other;
+    const std::string& to = isSending ? other : own;
+    if (jack_connect(mClient.get(), from.c_str(), to.c_str()) != 0)
+        return false;
+    for (int attempt = 0; attempt < kGraphAttempts; ++attempt) {
+        if (jack_port_connected_to(ours, other.c_str()) != 0)
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true; // a server that stands still
 }
 
 JackPlace JackClient::AddInput(
@@ -290,7 +307,7 @@ JackPlace JackClient::AddInput(
         return {};
     place->origin = origin;
     place->port.store(port);
-    if (!from.empty() && !Connect(from, jack_port_name(port))) {
+    if (!from.empty() && !Connect(port, from)) {
         Withdraw(place->port);
         return {};
     }
@@ -312,7 +329,7 @@ JackPlace JackClient::AddOutput(const std::string& portName, const std::string& 
         return {};
     place->serial.store(++mSerials);
     place->port.store(port);
-    if (!to.empty() && !Connect(jack_port_name(port), to)) {
+    if (!to.empty() && !Connect(port, to)) {
         Withdraw(place->port);
         return {};
     }

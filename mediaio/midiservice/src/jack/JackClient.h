@@ -108,7 +108,7 @@ private:
     bool Activate();
     jack_port_t* Register(const std::string& portName, unsigned long flags);
     void Withdraw(std::atomic<jack_port_t*>& place);
-    bool Connect(const std::string& from, const std::string& to);
+    bool Connect(jack_port_t* ours, const std::string& other);
     HostTime HostTimeOf(jack_time_t microseconds) const noexcept;
 
     void Process(jack_nframes_t frames) noexcept;
