@@ -8,6 +8,7 @@ target_sources(midiservice_core PRIVATE
     src/HardwareIdentity.cpp
     src/alsa/AlsaDriver.cpp
     src/alsa/CardFacts.cpp
+    src/alsa/ClientPool.cpp
     src/alsa/EventCodec.cpp
     src/alsa/PortScan.cpp
     src/alsa/PortTable.cpp

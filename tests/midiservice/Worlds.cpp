@@ -9,6 +9,7 @@ namespace midiservice::test {
 std::vector<WorldFactory> Worlds()
 {
     return {
+        {"alsa", &MakeAlsaWorld},
         {"builtin", &MakeBuiltinWorld},
         {"jack", &MakeJackWorld},
     };

@@ -46,6 +46,7 @@ struct WorldFactory {
 
 std::vector<WorldFactory> Worlds();
 
+std::unique_ptr<World> MakeAlsaWorld(std::string& whyNot);
 std::unique_ptr<World> MakeBuiltinWorld(std::string& whyNot);
 std::unique_ptr<World> MakeJackWorld(std::string& whyNot);
 

@@ -9,6 +9,7 @@ korva_add_tests(midiservice_alsa_tests
     alsa/PortTableTest.cpp
     alsa/Studio.cpp
     alsa/SysExGuardTest.cpp)
+target_sources(midiservice_tests PRIVATE alsa/AlsaWorld.cpp)
 target_link_libraries(midiservice_alsa_tests PRIVATE midiservice_core)
 target_compile_definitions(midiservice_alsa_tests PRIVATE
     KORVA_SCRIPTS="${PROJECT_SOURCE_DIR}/scripts")

@@ -129,6 +129,22 @@ TEST(PortTable, AsksForTheCardOfEachAppearanceOnce)
     EXPECT_EQ(asked, 2);
 }
 
+TEST(PortTable, AdmitsThePortsOfACardTogether)
+{
+    PortTable table;
+    int asked = 0;
+    const auto completeAtSecondAsking
+        = [&asked](int card) { return ++asked == 2 ? Complete(card) : Incomplete(card); };
+
+    EXPECT_TRUE(
+        table.Update({Port(24, 0, "A", 1), Port(24, 1, "B", 1)}, completeAtSecondAsking, kStart)
+            .empty());
+    EXPECT_EQ(
+        table.Update({Port(24, 0, "A", 1), Port(24, 1, "B", 1)}, completeAtSecondAsking, kStart)
+            .size(),
+        2U);
+}
+
 TEST(PortTable, ListsAPortOfBothDirectionsTwice)
 {
     PortTable table;

@@ -2,6 +2,8 @@
 
 #include "mediaio/midiservice/src/alsa/AlsaDriver.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 #include <fstream>
 #include <thread>
@@ -23,7 +25,7 @@ std::string Quoted(const std::string& text)
 
 void Gadget(const std::string& function, const std::string& arguments)
 {
-    Run("source " KORVA_SCRIPTS "/usb-midi-gadget && gadget_" + function + " " + arguments);
+    Shell("source '" KORVA_SCRIPTS "/usb-midi-gadget' && gadget_" + function + " " + arguments);
 }
 
 // A packet list of one packet, of any length.
@@ -67,7 +69,7 @@ std::string Output(const std::string& command)
     return program.Written();
 }
 
-void Run(const std::string& command)
+void Shell(const std::string& command)
 {
     const std::string output = Output("set -e; " + command);
     if (!output.empty())
@@ -145,6 +147,21 @@ bool Program::HasWritten(const std::string& text)
     return Eventually([&] { return Written().find(text) != std::string::npos; });
 }
 
+bool Program::HasDumped(const Bytes& bytes)
+{
+    std::string expected;
+    std::array<char, 3> text{};
+    for (const std::uint8_t byte : bytes) {
+        std::snprintf(text.data(), text.size(), "%02X", byte);
+        expected += text.data();
+    }
+    std::string found = Written();
+    found.erase(std::remove_if(found.begin(), found.end(),
+                    [](char character) { return character == ' ' || character == '\n'; }),
+        found.end());
+    return found.find(expected) != std::string::npos;
+}
+
 void Program::Wait()
 {
     pollfd descriptor{mOutput, POLLIN, 0};
@@ -202,7 +219,7 @@ void Interface::Pull()
 void Interface::Replug(int times)
 {
     const std::string udc = "/sys/kernel/config/usb_gadget/" + mName + "/UDC";
-    Run("udc=" + udc + "; socket=$(cat $udc); for ((i = 0; i < " + std::to_string(times)
+    Shell("udc=" + udc + "; socket=$(cat $udc); for ((i = 0; i < " + std::to_string(times)
         + "; i++)); do echo > $udc; echo $socket > $udc; done");
 }
 
@@ -217,7 +234,7 @@ std::string Interface::FarEnd() const
 void Interface::Play(const Bytes& bytes) const
 {
     const File file(bytes);
-    Run("amidi -p " + FarEnd() + ",0,0 -s " + file.Path());
+    Shell("amidi -p " + FarEnd() + ",0,0 -s " + file.Path());
 }
 
 // ------------------------------------------------------------------ Inbox

@@ -30,7 +30,7 @@ const char* WhyNoPlugging();
 
 /// Runs a command of the shell, and returns what it wrote.
 std::string Output(const std::string& command);
-void Run(const std::string& command);
+void Shell(const std::string& command);
 
 /// Waits until `isTrue` holds; asks every few milliseconds.
 bool Eventually(const std::function<bool()>& isTrue);
@@ -46,6 +46,8 @@ public:
 
     std::string Written();
     bool HasWritten(const std::string& text);
+    /// For programs that write bytes as hexadecimal numbers, however they set them out.
+    bool HasDumped(const Bytes& bytes);
     void Stop(); // it is there, but does nothing
     void Continue();
     /// Waits for it to end by itself.

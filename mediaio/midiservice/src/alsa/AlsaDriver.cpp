@@ -2,6 +2,7 @@
 
 #include "mediaio/midiservice/src/PassGate.h"
 #include "mediaio/midiservice/src/alsa/CardFacts.h"
+#include "mediaio/midiservice/src/alsa/ClientPool.h"
 #include "mediaio/midiservice/src/alsa/EventCodec.h"
 #include "mediaio/midiservice/src/alsa/Outlet.h"
 #include "mediaio/midiservice/src/alsa/PortTable.h"
@@ -44,6 +45,11 @@ std::string OpenErrorText(int error)
     if (error == EACCES)
         return text + "; the user must be in the group audio";
     return text + "; is the kernel module snd-seq loaded?";
+}
+
+std::size_t DataBytes(const snd_seq_event_t& event)
+{
+    return snd_seq_ev_is_variable(&event) ? event.data.ext.len : 0;
 }
 
 class Descriptor {
@@ -138,7 +144,8 @@ private:
     void OnAnnouncement(const snd_seq_event_t& event);
     void MarkChanged();
     bool IsSettled() const;
-    void Report();
+    void ReportOnceComplete();
+    std::vector<EndpointFacts> Scan();
     void FulfilLinks();
     void FreeRetired();
 
@@ -146,7 +153,9 @@ private:
     void ReceiveFrom(Client& client) noexcept;
     void Deliver(const Client& client, const snd_seq_event_t& event, HostTime now) noexcept;
     SendResult SendTo(Outlet& outlet, EndpointKey endpoint, snd_seq_event_t& event) noexcept;
-    SendResult OnNoRoom(EndpointKey endpoint) noexcept;
+    SendResult SendToSubscribers(
+        Outlet& outlet, const OutgoingMessage& message, snd_seq_event_t& event) noexcept;
+    static bool IsPatient(HostTime& fullSince) noexcept;
     void Signal() noexcept;
 
     DriverHost* mHost = nullptr;
@@ -174,8 +183,6 @@ private:
     // The receive thread's own.
     EventCodec mCodec;
     SysExGuard mGuard;
-    EndpointKey mFull = 0; // who has no room
-    HostTime mFullSince = 0;
 
     std::atomic<bool> mStop{false};
     std::thread mWatcher; // last: it uses all of the above
@@ -196,13 +203,7 @@ bool AlsaDriver::Start(DriverHost& host, const std::string& programName, bool mu
     mProgramName = programName;
     std::string reason;
     if (TryOpen(reason)) {
-        Report();
-        // Ports at which udev is still at work are waited for once, so that a program that
-        // lists ports and ends sees them.
-        while (mTable.Deadline()) {
-            WaitForChange();
-            Report();
-        }
+        ReportOnceComplete();
     } else {
         host.OnStateChanged(DriverState::Waiting, reason);
         if (mustRun)
@@ -210,6 +211,18 @@ bool AlsaDriver::Start(DriverHost& host, const std::string& programName, bool mu
     }
     mWatcher = std::thread(&AlsaDriver::Watch, this);
     return true;
+}
+
+// Ports at which udev is still at work are waited for, so that a program that lists ports and
+// ends sees them, and twins come in the order that every program gives them.
+void AlsaDriver::ReportOnceComplete()
+{
+    auto present = Scan();
+    while (mTable.Deadline()) {
+        WaitForChange();
+        present = Scan();
+    }
+    mHost->OnEndpointsChanged(std::move(present));
 }
 
 void AlsaDriver::Stop()
@@ -438,7 +451,7 @@ void AlsaDriver::Watch()
         if (!mObserver && Now() >= mNextTry && !TryOpen(reason))
             mNextTry = Now() + kRetryTime;
         if (mObserver && IsSettled())
-            Report();
+            mHost->OnEndpointsChanged(Scan());
         FulfilLinks();
         FreeRetired();
         WaitForChange();
@@ -521,7 +534,7 @@ void AlsaDriver::OnAnnouncement(const snd_seq_event_t& event)
     MarkChanged();
 }
 
-void AlsaDriver::Report()
+std::vector<EndpointFacts> AlsaDriver::Scan()
 {
     mFirstChange = 0;
     std::vector<std::uint8_t> own{mObserver->Client()};
@@ -535,7 +548,7 @@ void AlsaDriver::Report()
         return std::find(own.begin(), own.end(), client) != own.end();
     });
     const auto readCard = [this](int card) { return mCards.Read(card); };
-    mHost->OnEndpointsChanged(mTable.Update(ports, readCard, Now()));
+    return mTable.Update(ports, readCard, Now());
 }
 
 void AlsaDriver::FulfilLinks()
@@ -622,10 +635,8 @@ SendResult AlsaDriver::Send(const OutgoingMessage& message) noexcept
     snd_seq_ev_set_direct(&event);
     if (!isFromVirtual)
         return SendTo(*outlet, message.endpoint, event);
-    // Some subscribers may have got it when one had no room: it cannot be sent again.
     snd_seq_ev_set_subs(&event);
-    return outlet->client->sequencer->TryWrite(event) == 0 ? SendResult::Taken
-                                                           : SendResult::Refused;
+    return SendToSubscribers(*outlet, message, event);
 }
 
 SendResult AlsaDriver::SendTo(Outlet& outlet, EndpointKey endpoint, snd_seq_event_t& event) noexcept
@@ -637,28 +648,44 @@ SendResult AlsaDriver::SendTo(Outlet& outlet, EndpointKey endpoint, snd_seq_even
         Signal();
         return SendResult::Later;
     }
+    Sequencer& sequencer = *outlet.client->sequencer;
     const Address to = PortTable::AddressOf(endpoint);
+    HostTime& fullSince = outlet.links.FullSince(endpoint);
+    if (!HasRoom(sequencer.Descriptor(), to.client, DataBytes(event)))
+        return IsPatient(fullSince) ? SendResult::Later : SendResult::Refused;
+    fullSince = 0;
     snd_seq_ev_set_dest(&event, to.client, to.port);
-    const int result = outlet.client->sequencer->TryWrite(event);
-    if (result == -EAGAIN || result == -ENOMEM)
-        return OnNoRoom(endpoint);
-    if (mFull == endpoint)
-        mFull = 0;
+    const int result = sequencer.TryWrite(event);
     if (result < 0)
         outlet.links.Forget(endpoint); // so that the next message subscribes anew
     return result == 0 ? SendResult::Taken : SendResult::Refused;
 }
 
-// A receiver that reads slowly gets everything; one that has stopped reading cannot
-// fill up the service.
-SendResult AlsaDriver::OnNoRoom(EndpointKey endpoint) noexcept
+// One who has no room must not hold up time code for the others; a long SysEx, which could
+// not be completed any more, waits for a while.
+SendResult AlsaDriver::SendToSubscribers(
+    Outlet& outlet, const OutgoingMessage& message, snd_seq_event_t& event) noexcept
+{
+    Sequencer& sequencer = *outlet.client->sequencer;
+    if (message.piece == Piece::Message)
+        return sequencer.TryWrite(event) == 0 ? SendResult::Taken : SendResult::Refused;
+    if (!sequencer.HaveSubscribersRoom(outlet.port, DataBytes(event))) {
+        if (IsPatient(outlet.fullSince))
+            return SendResult::Later;
+    } else {
+        outlet.fullSince = 0;
+    }
+    return sequencer.TryWrite(event) == 0 ? SendResult::Taken : SendResult::Refused;
+}
+
+// A receiver that reads slowly gets everything; one that has stopped reading cannot fill up
+// the service.
+bool AlsaDriver::IsPatient(HostTime& fullSince) noexcept
 {
     const HostTime now = Now();
-    if (mFull != endpoint) {
-        mFull = endpoint;
-        mFullSince = now;
-    }
-    return now - mFullSince < kPatience ? SendResult::Later : SendResult::Refused;
+    if (fullSince == 0)
+        fullSince = now;
+    return now - fullSince < kPatience;
 }
 
 } // namespace

@@ -33,17 +33,29 @@ public:
     /// `isPresent(key)` tells which places can be given away. [receive, real-time]
     template <typename IsPresent> bool IsReady(EndpointKey endpoint, IsPresent isPresent) noexcept
     {
-        std::atomic<std::uint64_t>* place = nullptr;
-        for (auto& link : mLinks) {
-            const std::uint64_t value = link.load();
+        std::size_t place = mLinks.size();
+        for (std::size_t index = 0; index < mLinks.size(); ++index) {
+            const std::uint64_t value = mLinks[index].load();
             if (value >> 1 == endpoint)
                 return value == Pack(endpoint, State::Ready);
-            if (place == nullptr && (value == 0 || !isPresent(value >> 1)))
-                place = &link;
+            if (place == mLinks.size() && (value == 0 || !isPresent(value >> 1)))
+                place = index;
         }
-        if (place != nullptr)
-            place->store(Pack(endpoint, State::Wanted));
+        if (place < mLinks.size()) {
+            mFullSince[place] = 0;
+            mLinks[place].store(Pack(endpoint, State::Wanted));
+        }
         return false;
+    }
+
+    /// When the destination was first found to have no room, or 0; for those that are ready.
+    /// [receive, real-time]
+    HostTime& FullSince(EndpointKey endpoint) noexcept
+    {
+        for (std::size_t index = 0; index < mLinks.size(); ++index)
+            if (mLinks[index].load() >> 1 == endpoint)
+                return mFullSince[index];
+        return mFullSince[0];
     }
 
     /// The subscription has turned out to be gone. [receive, real-time]
@@ -77,7 +89,10 @@ private:
         return endpoint << 1 | static_cast<std::uint64_t>(state);
     }
 
-    std::array<std::atomic<std::uint64_t>, 64> mLinks{};
+    static constexpr std::size_t kCapacity = 64;
+
+    std::array<std::atomic<std::uint64_t>, kCapacity> mLinks{};
+    std::array<HostTime, kCapacity> mFullSince{}; // the receive thread's
 };
 
 struct Outlet {
@@ -85,6 +100,7 @@ struct Outlet {
     std::shared_ptr<Client> client;
     int port = -1; // of the sequencer's client
     Links links;
+    HostTime fullSince = 0; // of a virtual source's subscribers; the receive thread's
 };
 
 } // namespace midiservice::alsa

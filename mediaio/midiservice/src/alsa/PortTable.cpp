@@ -103,13 +103,20 @@ std::vector<EndpointFacts> PortTable::Update(
     const std::vector<ScannedPort>& ports, const ReadCard& readCard, HostTime now)
 {
     RemoveMissing(ports);
+    // Once for all ports of a card, so that they appear together.
+    std::map<int, CardFacts> cards;
+    const auto readOnce = [&](int card) -> const CardFacts& {
+        const auto found = cards.find(card);
+        return found != cards.end() ? found->second
+                                    : cards.emplace(card, readCard(card)).first->second;
+    };
     std::vector<EndpointFacts> present;
     for (const ScannedPort& port : ports) {
         Entry& entry = mEntries[port.address.Packed()];
         if (entry.firstSeen == 0)
             entry = {port, now, 0, {}};
         if (entry.appearance == 0)
-            Admit(entry, readCard, now);
+            Admit(entry, readOnce, now);
         if (entry.appearance == 0)
             continue;
         for (const Direction direction : {Direction::Source, Direction::Destination})
@@ -131,13 +138,14 @@ void PortTable::RemoveMissing(const std::vector<ScannedPort>& ports)
     }
 }
 
-void PortTable::Admit(Entry& entry, const ReadCard& readCard, HostTime now)
+void PortTable::Admit(
+    Entry& entry, const std::function<const CardFacts&(int)>& readCard, HostTime now)
 {
     if (entry.port.card >= 0) {
-        CardFacts card = readCard(entry.port.card);
+        const CardFacts& card = readCard(entry.port.card);
         if (!card.isComplete && now < entry.firstSeen + kLongestWait)
             return;
-        entry.hardware = std::move(card.hardware);
+        entry.hardware = card.hardware;
         entry.hardware.device = WithoutCardNumber(entry.port.clientName, entry.port.card);
     }
     entry.appearance = ++mAppearances;

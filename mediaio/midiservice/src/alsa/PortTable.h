@@ -62,7 +62,7 @@ private:
 
     void RemoveMissing(const std::vector<ScannedPort>& ports);
     void Remove(std::map<std::uint16_t, Entry>::iterator entry);
-    void Admit(Entry& entry, const ReadCard& readCard, HostTime now);
+    void Admit(Entry& entry, const std::function<const CardFacts&(int)>& readCard, HostTime now);
 
     std::map<std::uint16_t, Entry> mEntries; // by packed address
     std::uint32_t mAppearances = 0;

@@ -1,5 +1,7 @@
 #include "mediaio/midiservice/src/alsa/Sequencer.h"
 
+#include "mediaio/midiservice/src/alsa/ClientPool.h"
+
 #include <cerrno>
 
 #include <fcntl.h>
@@ -125,6 +127,22 @@ const snd_seq_event_t* Sequencer::TryRead(bool& lost) noexcept
     const int result = snd_seq_event_input(mHandle, &event);
     lost = result == -ENOSPC;
     return result >= 0 ? event : nullptr;
+}
+
+bool Sequencer::HaveSubscribersRoom(int port, std::size_t bytes) const noexcept
+{
+    snd_seq_query_subscribe_t* query = nullptr;
+    snd_seq_query_subscribe_alloca(&query);
+    snd_seq_query_subscribe_set_client(query, mClient);
+    snd_seq_query_subscribe_set_port(query, port);
+    snd_seq_query_subscribe_set_type(query, SND_SEQ_QUERY_SUBS_READ);
+    for (int index = 0;; ++index) {
+        snd_seq_query_subscribe_set_index(query, index);
+        if (snd_seq_query_port_subscribers(mHandle, query) < 0)
+            return true;
+        if (!HasRoom(mDescriptor, snd_seq_query_subscribe_get_addr(query)->client, bytes))
+            return false;
+    }
 }
 
 int Sequencer::TryWrite(snd_seq_event_t& event) noexcept

@@ -60,6 +60,10 @@ public:
     /// Whether TryRead has more without asking the kernel. [receive, real-time]
     bool HasMore() const noexcept { return snd_seq_event_input_pending(mHandle, 0) > 0; }
 
+    /// Whether everyone who is subscribed to the port has room for an event with so many bytes
+    /// of data. [receive, real-time]
+    bool HaveSubscribersRoom(int port, std::size_t bytes) const noexcept;
+
     /// 0, or a negative errno's value when the event is dropped. [receive, real-time]
     int TryWrite(snd_seq_event_t& event) noexcept;
 
