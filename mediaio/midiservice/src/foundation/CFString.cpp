@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <list>
 #include <map>
 #include <mutex>
 
@@ -130,9 +131,10 @@ CFStringRef __CFStringMakeConstantString(const char* text)
     static std::mutex sMutex;
     // Never destroyed: constant strings are used until the very end.
     static auto& sStrings = *new std::map<std::string, CFStringRef>;
+    static auto& sTexts = *new std::list<std::u16string>;
     const std::lock_guard lock(sMutex);
     CFStringRef& string = sStrings[text];
     if (string == nullptr)
-        string = new __CFString(*new std::u16string(ToUTF16(text)));
+        string = new __CFString(sTexts.emplace_back(ToUTF16(text)));
     return string;
 }
