@@ -72,7 +72,7 @@ TEST(SmallBlockSize, OfWhatCannotExistIsNotLess)
 
 TEST(SmallBlock, HoldsItsBytesAndIsAligned)
 {
-    for (const std::size_t bytes : {0, 1, 16, 17, 100, 4096, 65536, 65537, 1000000}) {
+    for (const std::size_t bytes : {0U, 1U, 16U, 17U, 100U, 4096U, 65536U, 65537U, 1000000U}) {
         void* const block = AllocateSmallBlock(bytes);
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(block) % alignof(std::max_align_t), 0U);
         std::memset(block, 0xA5, SmallBlockSize(bytes));
