@@ -59,16 +59,29 @@ std::uint32_t MidiMessageRing::PinMessage(std::int64_t number) noexcept
 {
     const std::atomic<SlotWord>& slot = SlotOf(number);
     for (;;) {
-        const SlotWord word = slot.load();
-        if (NumberOf(word) < number) {
-            std::this_thread::yield(); // claimed, and about to be filled
-            continue;
-        }
+        const SlotWord word = WaitUntilFilled(slot, number);
         mPinned.store(IndexOf(word));
         // Unchanged: the producer has not taken the message out, and will find it pinned when it
         // does.
         if (slot.load() == word) {
             return IndexOf(word);
+        }
+    }
+}
+
+MidiMessageRing::SlotWord MidiMessageRing::WaitUntilFilled(
+    const std::atomic<SlotWord>& slot, std::int64_t number) noexcept
+{
+    // A producer that runs is done in less time than a yield costs on a busy machine; one that does
+    // not run needs the processor that the yield gives away.
+    constexpr int kLooksBetweenYields = 1000;
+    for (int looks = 1;; ++looks) {
+        const SlotWord word = slot.load();
+        if (NumberOf(word) >= number) {
+            return word;
+        }
+        if (looks % kLooksBetweenYields == 0) {
+            std::this_thread::yield();
         }
     }
 }

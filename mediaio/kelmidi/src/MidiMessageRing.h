@@ -68,6 +68,8 @@ private:
     }
 
     std::uint32_t PinMessage(std::int64_t number) noexcept;
+    static SlotWord WaitUntilFilled(
+        const std::atomic<SlotWord>& slot, std::int64_t number) noexcept;
     std::atomic<SlotWord>& SlotOf(std::int64_t number) noexcept;
 
     std::unique_ptr<MidiMessage[]> mPool;
