@@ -1,0 +1,61 @@
+#include "tests/acceptance/DeckTest.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace deck::acceptance {
+
+namespace fs = std::filesystem;
+
+DeckTest::DeckTest()
+{
+    std::string name = (fs::temp_directory_path() / "deck-acceptance-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) {
+        throw std::runtime_error("no temporary folder");
+    }
+    mHome = name;
+    mEnvironment = {{"XDG_CONFIG_HOME", mHome.string()}, {"KEL_MIDI_SERVICE", "builtin"},
+        {"KEL_DEBUG_DATABASE", (mHome / "debug.json").string()}};
+}
+
+DeckTest::~DeckTest()
+{
+    fs::remove_all(mHome);
+}
+
+std::unique_ptr<Program> DeckTest::Start(const std::vector<std::string>& arguments) const
+{
+    std::vector<std::string> command = {KORVA_DECK};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    return std::make_unique<Program>(command, mEnvironment);
+}
+
+int DeckTest::Run(const std::vector<std::string>& arguments)
+{
+    const auto program = Start(arguments);
+    const int status = program->Wait();
+    mOutput = program->Output();
+    return status;
+}
+
+void DeckTest::Write(const fs::path& path, const std::string& text) const
+{
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string DeckTest::Read(const fs::path& path) const
+{
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+fs::path DeckTest::SettingsPath() const
+{
+    return mHome / "korva" / "deck-settings.json";
+}
+
+} // namespace deck::acceptance

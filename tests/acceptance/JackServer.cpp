@@ -1,0 +1,178 @@
+#include "tests/acceptance/JackServer.h"
+
+#include <jack/midiport.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <stdexcept>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace deck::acceptance {
+namespace {
+
+void Quietly(const char* /*message*/) {}
+
+// The server's registry remembers names of servers that were killed and has room for few, so
+// names are used again, each by one test of the machine at a time.
+std::string NameOf(int number)
+{
+    return "korva-acceptance-" + std::to_string(number);
+}
+
+int TryLock(const std::string& name)
+{
+    const auto path = std::filesystem::temp_directory_path() / (name + ".lock");
+    const int lock = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    if (lock >= 0 && flock(lock, LOCK_EX | LOCK_NB) != 0) {
+        close(lock);
+        return -1;
+    }
+    return lock;
+}
+
+jack_client_t* Open(const std::string& server, const std::string& client)
+{
+    jack_set_error_function(&Quietly);
+    jack_set_info_function(&Quietly);
+    const auto options = static_cast<jack_options_t>(JackNoStartServer | JackServerName);
+    return jack_client_open(client.c_str(), options, nullptr, server.c_str());
+}
+
+} // namespace
+
+bool JackServer::IsInstalled()
+{
+    return std::system("command -v jackd >/dev/null") == 0;
+}
+
+JackServer::JackServer()
+{
+    for (int number = 0; mNameLock < 0; ++number) {
+        if (number == 100) {
+            throw std::runtime_error("no name for a JACK server is free");
+        }
+        mName = NameOf(number);
+        mNameLock = TryLock(mName);
+    }
+}
+
+JackServer::~JackServer()
+{
+    Stop();
+    close(mNameLock);
+}
+
+void JackServer::Start()
+{
+    mServer = std::make_unique<Program>(
+        std::vector<std::string>{"jackd", "-n", mName, "-r", "-d", "dummy", "-p", "128"},
+        Program::Environment{});
+    const auto end = std::chrono::steady_clock::now() + kDeadline;
+    jack_client_t* probe = nullptr;
+    while (probe == nullptr && std::chrono::steady_clock::now() < end) {
+        probe = Open(mName, "probe");
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    if (probe == nullptr) {
+        throw std::runtime_error("jackd does not start:\n" + mServer->Output());
+    }
+    jack_client_close(probe);
+}
+
+void JackServer::Stop()
+{
+    End(SIGTERM);
+}
+
+void JackServer::Kill()
+{
+    End(SIGKILL);
+}
+
+void JackServer::End(int signal)
+{
+    if (mServer != nullptr) {
+        mServer->Signal(signal);
+        mServer->Wait();
+        mServer.reset();
+    }
+}
+
+JackPeer::JackPeer(const JackServer& server, const std::string& name)
+    : mClient(Open(server.Name(), name))
+{
+    if (mClient == nullptr) {
+        throw std::runtime_error("no JACK client");
+    }
+    mOut
+        = jack_port_register(mClient.get(), "mmc_out", JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
+    mIn = jack_port_register(mClient.get(), "mtc_in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
+    jack_set_process_callback(mClient.get(), &JackPeer::OnProcess, this);
+    jack_activate(mClient.get());
+}
+
+JackPeer::~JackPeer()
+{
+    jack_deactivate(mClient.get());
+}
+
+void JackPeer::SendInOneCycle(const std::vector<Bytes>& messages)
+{
+    const std::lock_guard lock(mMutex);
+    mToSend.insert(mToSend.end(), messages.begin(), messages.end());
+}
+
+std::optional<Bytes> JackPeer::WaitFor(const std::function<bool(const Bytes&)>& fits)
+{
+    const auto end = std::chrono::steady_clock::now() + kDeadline;
+    std::unique_lock lock(mMutex);
+    for (;;) {
+        while (mNext < mReceived.size()) {
+            if (fits(mReceived[mNext++])) {
+                return mReceived[mNext - 1];
+            }
+        }
+        if (mChanged.wait_until(lock, end) == std::cv_status::timeout) {
+            return std::nullopt;
+        }
+    }
+}
+
+std::optional<Bytes> JackPeer::WaitFor(const Bytes& message)
+{
+    return WaitFor([&message](const Bytes& received) { return received == message; });
+}
+
+int JackPeer::OnProcess(jack_nframes_t frames, void* self)
+{
+    static_cast<JackPeer*>(self)->Process(frames);
+    return 0;
+}
+
+void JackPeer::Process(jack_nframes_t frames)
+{
+    void* const out = jack_port_get_buffer(mOut, frames);
+    void* const in = jack_port_get_buffer(mIn, frames);
+    jack_midi_clear_buffer(out);
+    // Received messages must not be lost, and a client without hardware may be a little late
+    const std::lock_guard lock(mMutex);
+    jack_nframes_t frame = 0;
+    for (const Bytes& message : mToSend) {
+        jack_midi_event_write(out, frame++, message.data(), message.size());
+    }
+    mToSend.clear();
+    const jack_nframes_t count = jack_midi_get_event_count(in);
+    for (jack_nframes_t i = 0; i < count; ++i) {
+        jack_midi_event_t event{};
+        jack_midi_event_get(&event, in, i);
+        mReceived.emplace_back(event.buffer, event.buffer + event.size);
+    }
+    if (count > 0) {
+        mChanged.notify_all();
+    }
+}
+
+} // namespace deck::acceptance

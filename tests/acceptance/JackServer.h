@@ -1,0 +1,72 @@
+// A real JACK server without hardware, and a client of it that knows nothing of
+// the deck.
+
+#pragma once
+
+#include "deck/protocol/MMC.h"
+#include "tests/acceptance/Program.h"
+
+#include <jack/jack.h>
+
+#include <memory>
+
+namespace deck::acceptance {
+
+class JackServer {
+public:
+    static bool IsInstalled();
+
+    JackServer();
+    ~JackServer();
+    JackServer(const JackServer&) = delete;
+    JackServer& operator=(const JackServer&) = delete;
+
+    /// No other server of this machine has it.
+    const std::string& Name() const noexcept { return mName; }
+    /// Returns when clients can connect.
+    void Start();
+    void Stop();
+    void Kill();
+
+private:
+    void End(int signal);
+
+    std::string mName;
+    int mNameLock = -1;
+    std::unique_ptr<Program> mServer;
+};
+
+/// Sends from its port "mmc_out" and receives on its port "mtc_in".
+class JackPeer {
+public:
+    JackPeer(const JackServer& server, const std::string& name);
+    ~JackPeer();
+    JackPeer(const JackPeer&) = delete;
+    JackPeer& operator=(const JackPeer&) = delete;
+
+    /// All of them in one cycle, one frame after the other.
+    void SendInOneCycle(const std::vector<Bytes>& messages);
+
+    /// The next message, from where the last call found one, that `fits`.
+    std::optional<Bytes> WaitFor(const std::function<bool(const Bytes&)>& fits);
+    std::optional<Bytes> WaitFor(const Bytes& message);
+
+private:
+    static int OnProcess(jack_nframes_t frames, void* self);
+    void Process(jack_nframes_t frames);
+
+    struct Close {
+        void operator()(jack_client_t* client) const { jack_client_close(client); }
+    };
+
+    std::mutex mMutex; // the process callback only tries it
+    std::condition_variable mChanged;
+    std::vector<Bytes> mToSend;   // guarded by mMutex
+    std::vector<Bytes> mReceived; // guarded by mMutex
+    std::size_t mNext = 0;
+    std::unique_ptr<jack_client_t, Close> mClient;
+    jack_port_t* mOut = nullptr;
+    jack_port_t* mIn = nullptr;
+};
+
+} // namespace deck::acceptance
