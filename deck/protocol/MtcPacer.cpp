@@ -181,10 +181,12 @@ void MtcPacer::Introduce(const Cycle& cycle, Time arrival) noexcept
 
 void MtcPacer::SendAtItsTime(ByteView bytes, int piece, Time arrival) noexcept
 {
-    const Time due = mCycle->moment + mOptions.offset + QuarterFrames(piece, mCycle->rate);
+    const Time ideal = mCycle->moment + mOptions.offset + QuarterFrames(piece, mCycle->rate);
+    // A deck that moves its clock back a little must not turn the order round
+    const Time due = std::max(ideal, mScheduledUntil);
     // With its time stamp also when that has passed: it must not overtake the piece before it
     mOutput.Send(bytes, due);
-    mScheduledUntil = std::max(mScheduledUntil, due);
+    mScheduledUntil = due;
     if (due > arrival)
         return Count(mPaced);
     Count(mLate);
@@ -198,7 +200,7 @@ void MtcPacer::FlushScheduled(Time arrival) noexcept
     // What was due a moment ago may still be on its way out
     if (mScheduledUntil + mOptions.outputLatency > arrival)
         mOutput.Flush();
-    mScheduledUntil = Time(0);
+    mScheduledUntil = std::min(mScheduledUntil, arrival);
 }
 
 MtcPacerCounts MtcPacer::Counts() const noexcept

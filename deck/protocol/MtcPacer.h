@@ -126,7 +126,7 @@ private:
     int mLastPiece = kMtcPieces - 1;
     bool mPassesUnmatched = false;
     bool mHasFullFrame = false; // sent after the last quarter frame
-    Time mScheduledUntil{0};
+    Time mScheduledUntil{0};    // no quarter frame leaves earlier
 
     std::atomic<std::uint64_t> mPaced{0};
     std::atomic<std::uint64_t> mLate{0};
