@@ -5,6 +5,7 @@ korva_add_tests(midiservice_alsa_tests
     alsa/AlsaHotPlugTest.cpp
     alsa/EventCodecTest.cpp
     alsa/HardwareIdentityTest.cpp
+    alsa/LatencyTest.cpp
     alsa/LinksTest.cpp
     alsa/PortTableTest.cpp
     alsa/Studio.cpp

@@ -373,6 +373,9 @@ void PlugTest::SetUp()
 {
     if (const char* reason = WhyNoPlugging())
         GTEST_SKIP() << reason;
+    // The computer notices a moment later that the last test has pulled its interfaces.
+    EXPECT_TRUE(Eventually(
+        [] { return Output("aconnect -l").find("'Lab Surface'") == std::string::npos; }));
 }
 
 Bytes LongSysEx(std::size_t length)
