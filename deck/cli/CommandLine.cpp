@@ -2,6 +2,7 @@
 
 #include "deck/host/HostError.h"
 #include "deck/host/SettingsFile.h"
+#include "deck/media/MediaInfo.h"
 
 #include <CLI/CLI.hpp>
 
@@ -23,14 +24,22 @@ constexpr double kLongestInterval = 86400;
 // As CLI11 reads them: texts that have a meaning only together stay texts until all are known.
 struct RawRun {
     RunOptions options;
-    std::string rate = "25";
+    std::string rate;
     std::string start;
+    std::string locateRate = "auto";
+    bool noRevive = false;
     std::string windSpeed = "10";
     std::string statusInterval = "0";
     std::string pacing = "on";
     std::string mtcOffset = "0";
     bool mtc = false;
     bool noMTC = false;
+};
+
+struct RawPlay {
+    RawRun run;
+    PlayOptions options;
+    std::string offset;
 };
 
 void AddBundle(CLI::App& app, std::optional<std::filesystem::path>& bundle)
@@ -62,28 +71,61 @@ void AddRunPorts(CLI::App& run, RawRun& raw)
         ->type_name("MS");
 }
 
-void AddRun(CLI::App& app, RawRun& raw)
+void AddTransport(CLI::App& run, RawRun& raw)
 {
-    CLI::App* const run = app.add_subcommand("run", "Be a deck, until Ctrl-C or SIGTERM");
-    AddRunPorts(*run, raw);
-    run->add_option("--rate", raw.rate,
-           "Frames a second: 23.976, 24, 25 (default), 29.97df, 29.97, 30df or 30")
+    run.add_option("--rate", raw.rate,
+           "Frames a second: 23.976, 24, 25, 29.97df, 29.97, 30df or 30 (default 25, or the "
+           "file's)")
         ->type_name("RATE");
-    run->add_option("--start", raw.start, "Where the deck stands at first (default 00:00:00:00)")
+    run.add_option("--start", raw.start,
+           "Where the deck stands at first (default 00:00:00:00, or the file's start)")
         ->type_name("TIMECODE");
-    run->add_option("--wind-speed", raw.windSpeed, "Multiple of play speed, 2 to 100 (default 10)")
+    run.add_option("--wind-speed", raw.windSpeed, "Multiple of play speed, 2 to 100 (default 10)")
         ->type_name("N");
-    AddBundle(*run, raw.options.bundle);
-    run->add_option("--settings", raw.options.settings,
+    run.add_option("--locate-rate", raw.locateRate,
+           "Whose frame numbers count in a locate: sender, deck, or auto (default): the deck's, "
+           "unless it has no such frame")
+        ->type_name("WHOSE");
+}
+
+void AddRunOptions(CLI::App& run, RawRun& raw)
+{
+    AddRunPorts(run, raw);
+    AddTransport(run, raw);
+    AddBundle(run, raw.options.bundle);
+    run.add_option("--settings", raw.options.settings,
            "The file that keeps the ports (default " + host::SettingsFile::DefaultPath().string()
                + ")")
         ->type_name("FILE");
+    run.add_flag("--no-revive", raw.noRevive,
+        "Leave a plug-in that obeys nothing any more as it is (after several commands in one "
+        "message, or a response)");
+    run.add_flag("--no-wait", raw.options.noWait,
+        "End with status 3 where the service or a port is not there");
+}
+
+void AddRun(CLI::App& app, RawRun& raw)
+{
+    CLI::App* const run = app.add_subcommand("run", "Be a deck, until Ctrl-C or SIGTERM");
+    AddRunOptions(*run, raw);
     run->add_flag("--json", raw.options.json, "A JSON object a line instead of text");
     run->add_option("--status-interval", raw.statusInterval,
            "Seconds between status lines, besides those at a change (default 0: none)")
         ->type_name("SECONDS");
-    run->add_flag("--no-wait", raw.options.noWait,
-        "End with status 3 where the service or a port is not there");
+}
+
+void AddPlay(CLI::App& app, RawPlay& raw)
+{
+    CLI::App* const play
+        = app.add_subcommand("play", "Be a deck in a window, with a video that follows");
+    play->add_option("FILE", raw.options.file, "The video; without one, a time code deck");
+    AddRunOptions(*play, raw.run);
+    play->add_option("--offset", raw.offset,
+            "Moves the video against its own start time code, as -01:00:00:00 or 12f")
+        ->type_name("TIMECODE");
+    play->add_flag("--audio", raw.options.audio, "Play the video's sound");
+    play->add_flag("--burn-in", raw.options.burnIn, "Time code over the picture");
+    play->add_flag("--full-screen", raw.options.fullScreen, "Fill the screen (F11 changes it)");
 }
 
 void AddDemo(CLI::App& app, DemoOptions& options)
@@ -153,6 +195,38 @@ void CheckPorts(const RunOptions& options)
     }
 }
 
+FrameRate ParseRate(const std::string& text)
+{
+    const Parsed<FrameRate> rate = FrameRate::Parse(text);
+    if (!rate) {
+        throw HostError("--rate " + text + ": " + rate.error);
+    }
+    return *rate;
+}
+
+FrameNumber ParseStart(const std::string& text, FrameRate rate)
+{
+    const Parsed<Timecode> start = ParseTimecode(text, rate);
+    if (!start) {
+        throw HostError("--start " + text + ": " + start.error);
+    }
+    return ToFrame(*start, rate).value();
+}
+
+LocateRate ParseLocateRate(const std::string& text)
+{
+    if (text == "sender") {
+        return LocateRate::Sender;
+    }
+    if (text == "deck") {
+        return LocateRate::Deck;
+    }
+    if (text != "auto") {
+        throw HostError("--locate-rate " + text + ": it is sender, deck or auto");
+    }
+    return LocateRate::Auto;
+}
+
 RunOptions Finish(const RawRun& raw)
 {
     RunOptions options = raw.options;
@@ -162,22 +236,65 @@ RunOptions Finish(const RawRun& raw)
     if (raw.mtc || raw.noMTC) {
         options.mtc = raw.mtc;
     }
-    const Parsed<FrameRate> rate = FrameRate::Parse(raw.rate);
-    if (!rate) {
-        throw HostError("--rate " + raw.rate + ": " + rate.error);
+    if (!raw.rate.empty()) {
+        options.rate = ParseRate(raw.rate);
     }
-    options.rate = *rate;
     if (!raw.start.empty()) {
-        const Parsed<Timecode> start = ParseTimecode(raw.start, options.rate);
-        if (!start) {
-            throw HostError("--start " + raw.start + ": " + start.error);
-        }
-        options.startFrame = ToFrame(*start, options.rate).value();
+        options.startFrame = ParseStart(raw.start, options.rate);
     }
     options.windSpeed = ParseWindSpeed(raw.windSpeed);
     options.statusInterval = ParseInterval(raw.statusInterval);
     options.pacing = ParsePacing(raw.pacing, raw.mtcOffset);
+    options.locateRate = ParseLocateRate(raw.locateRate);
+    options.revive = !raw.noRevive;
     CheckPorts(options);
+    return options;
+}
+
+// Rate, start and end as the file has them, unless the command line says otherwise.
+void TakeOverMedia(RawPlay& raw, const MediaInfo& info)
+{
+    if (raw.run.rate.empty()) {
+        const auto rate = info.Rate();
+        if (!rate) {
+            throw HostError(raw.options.file->string() + ": it runs at "
+                + std::to_string(info.fpsNumerator) + "/" + std::to_string(info.fpsDenominator)
+                + " frames a second, which is no time code rate; give --rate");
+        }
+        raw.run.options.rate = *rate;
+    } else {
+        raw.run.options.rate = ParseRate(raw.run.rate);
+    }
+    const FrameRate rate = raw.run.options.rate;
+    FrameNumber start = 0;
+    if (info.startTimecode) {
+        const Parsed<Timecode> timecode = ParseTimecode(*info.startTimecode, rate);
+        start = timecode ? ToNearestFrame(*timecode, rate) : 0;
+    }
+    if (!raw.offset.empty()) {
+        const Parsed<FrameNumber> offset = ParseOffset(raw.offset, rate);
+        if (!offset) {
+            throw HostError("--offset " + raw.offset + ": " + offset.error);
+        }
+        start += *offset;
+    }
+    raw.options.mediaStart = WrapToDay(start, rate);
+}
+
+PlayOptions Finish(RawPlay& raw)
+{
+    if (raw.options.file) {
+        try {
+            TakeOverMedia(raw, ReadMediaInfo(raw.options.file->string()));
+        } catch (const MediaError& error) {
+            throw HostError(error.what());
+        }
+    } else if (!raw.offset.empty()) {
+        throw HostError("--offset moves a video; name its file");
+    }
+    PlayOptions options = raw.options;
+    raw.run.options.startFrame = raw.options.mediaStart;
+    options.run = Finish(raw.run);
     return options;
 }
 
@@ -208,9 +325,12 @@ Command ParseCommandLine(const std::vector<std::string>& arguments)
     PortsOptions ports;
     RawRun run;
     run.options.settings = host::SettingsFile::DefaultPath();
+    RawPlay play;
+    play.run.options.settings = run.options.settings;
     DemoOptions demo;
     AddPorts(app, ports);
     AddRun(app, run);
+    AddPlay(app, play);
     AddDemo(app, demo);
     try {
         // CLI11 takes the arguments last one first
@@ -231,6 +351,9 @@ Command ParseCommandLine(const std::vector<std::string>& arguments)
     }
     if (used == "run") {
         return Finish(run);
+    }
+    if (used == "play") {
+        return Finish(play);
     }
     return demo;
 }

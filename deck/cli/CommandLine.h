@@ -4,6 +4,7 @@
 
 #include "deck/protocol/MtcPacer.h"
 #include "deck/transport/Timecode.h"
+#include "deck/transport/Transport.h"
 
 #include <filesystem>
 #include <optional>
@@ -24,12 +25,25 @@ struct RunOptions {
     FrameRate rate = FrameRate::k25;
     FrameNumber startFrame = 0;
     int windSpeed = 10;
+    FrameNumber firstFrame = 0;
+    std::optional<FrameNumber> lastFrame; // else the day's last
     std::optional<MtcPacerOptions> pacing = MtcPacerOptions{};
+    LocateRate locateRate = LocateRate::Auto;
+    bool revive = true;
     std::optional<std::filesystem::path> bundle;
     std::filesystem::path settings;
     bool json = false;
     double statusInterval = 0; // seconds; 0: at a change only
     bool noWait = false;
+};
+
+struct PlayOptions {
+    RunOptions run;
+    std::optional<std::filesystem::path> file; // a pure time code deck without
+    FrameNumber mediaStart = 0;                // the deck's frame for the first picture
+    bool audio = false;
+    bool burnIn = false;
+    bool fullScreen = false;
 };
 
 struct DemoOptions {
@@ -42,7 +56,7 @@ struct PrintOptions {
     std::string text;
 };
 
-using Command = std::variant<PortsOptions, RunOptions, DemoOptions, PrintOptions>;
+using Command = std::variant<PortsOptions, RunOptions, PlayOptions, DemoOptions, PrintOptions>;
 
 /// `arguments` without the program's name. Throws HostError, whose line says what was wrong and
 /// what would be right.

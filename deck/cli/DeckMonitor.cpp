@@ -2,12 +2,21 @@
 
 #include "deck/cli/ServiceStatus.h"
 
+#include <algorithm>
+
 namespace deck::cli {
+namespace {
+
+// What the surface made of the message that deafened it has happened by then
+constexpr std::chrono::milliseconds kRevivalDelay{50};
+
+} // namespace
 
 DeckMonitor::DeckMonitor(
-    host::DeckSession& session, Display& display, FrameRate rate, FrameNumber frame)
+    host::DeckSession& session, Display& display, FrameRate rate, FrameNumber frame, bool revives)
     : mSession(session)
     , mDisplay(display)
+    , mRevives(revives)
     , mClient("korva-deck monitor",
           [this] {
               mSetupChanged.store(true);
@@ -25,6 +34,9 @@ void DeckMonitor::SetPorts(const host::PortSettings& ports)
     mStatus.in.id = ports.in;
     mStatus.out.id = ports.out;
     mStatus.mtc = ports.transmitMTC.value_or(false);
+    mPlugin.Reset(); // they were given to a surface connected anew
+    mStatus.deaf.clear();
+    mReviveAt.reset();
     LookAtPorts();
 }
 
@@ -36,6 +48,9 @@ void DeckMonitor::Update(bool isDue)
     }
     while (const auto event = mSession.Events().TryPop()) {
         Take(*event);
+    }
+    if (UntilRevival() == std::chrono::milliseconds(0)) {
+        Revive();
     }
     mStatus.lost = mSession.RefusedCalls() + mSession.Events().Dropped();
     mDisplay.Show(mStatus, isDue);
@@ -77,7 +92,26 @@ void DeckMonitor::On(const host::CallEvent& event)
 
 void DeckMonitor::On(const host::OutcomeEvent& event)
 {
+    if (event.call.kind == HostCallKind::Locate) {
+        NoteLocate(event.call);
+    }
     mDisplay.ShowCall(event.call, event.outcome);
+}
+
+/// Many senders set the rate bits wrong: said once, since every locate of theirs is so.
+void DeckMonitor::NoteLocate(const HostCall& call)
+{
+    const auto rate = FrameRate::FromSMPTEFormat(call.time.timeFormat);
+    mStatus.senderRate = rate ? std::string(rate->Name()) : "unknown";
+    const bool isMismatch = call.time.timeFormat != mStatus.rate.SMPTEFormat()
+        || call.time.frames >= mStatus.rate.NominalFps();
+    if (isMismatch && !mMismatchIsTold) {
+        mMismatchIsTold = true;
+        mDisplay.Tell("note",
+            "the sender locates at " + mStatus.senderRate + " fps, the deck runs at "
+                + std::string(mStatus.rate.Name())
+                + "; --locate-rate says whose frame numbers count");
+    }
 }
 
 void DeckMonitor::On(const host::StateEvent& event)
@@ -91,12 +125,14 @@ void DeckMonitor::On(const host::LocatedEvent& event)
 {
     mStatus.frame = event.position.frame;
     mStatus.speed = event.position.speed;
+    mDisplay.ShowPosition(event.position);
 }
 
 void DeckMonitor::On(const host::PositionEvent& event)
 {
     mStatus.frame = event.position.frame;
     mStatus.speed = event.position.speed;
+    mDisplay.ShowPosition(event.position);
 }
 
 void DeckMonitor::On(const host::TakeEvent& event)
@@ -107,7 +143,42 @@ void DeckMonitor::On(const host::TakeEvent& event)
 void DeckMonitor::On(const host::MMCEvent& event)
 {
     ++mStatus.mmc;
-    mDisplay.ShowMMC(event.message);
+    const ByteView bytes(event.message.bytes.data(), event.message.length);
+    const PluginPrediction prediction = mPlugin.Feed(bytes);
+    mDisplay.ShowMMC(event.message, prediction);
+    if (mPlugin.IsDeaf() && mStatus.deaf.empty()) {
+        NoteDeafness();
+    }
+}
+
+void DeckMonitor::NoteDeafness()
+{
+    mStatus.deaf = mPlugin.DeafReason();
+    if (mRevives) {
+        mReviveAt = std::chrono::steady_clock::now() + kRevivalDelay;
+    } else {
+        mDisplay.Tell("warning", "the plug-in obeys nothing any more: " + mStatus.deaf);
+    }
+}
+
+std::optional<std::chrono::milliseconds> DeckMonitor::UntilRevival() const
+{
+    if (!mReviveAt) {
+        return std::nullopt;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(
+        *mReviveAt - std::chrono::steady_clock::now());
+    return std::max(left, std::chrono::milliseconds(0));
+}
+
+void DeckMonitor::Revive()
+{
+    mSession.Connect(mSession.Settings());
+    mDisplay.Tell(
+        "warning", "the plug-in obeyed nothing any more and was connected anew: " + mStatus.deaf);
+    mPlugin.Reset();
+    mStatus.deaf.clear();
+    mReviveAt.reset();
 }
 
 } // namespace deck::cli

@@ -7,8 +7,11 @@
 #include "deck/cli/Display.h"
 #include "deck/host/DeckSession.h"
 #include "deck/host/PortSettings.h"
+#include "deck/protocol/PluginModel.h"
 
 #include <atomic>
+#include <chrono>
+#include <optional>
 
 namespace deck::cli {
 
@@ -17,7 +20,12 @@ public:
     /// Make it after the session has connected: notices of the MIDI service come in the order of
     /// their clients, so that the plug-in has bound its ports anew before the monitor says so.
     /// The session and the display outlive it. [host, may block]
-    DeckMonitor(host::DeckSession& session, Display& display, FrameRate rate, FrameNumber frame);
+    /// With `revives` it connects a surface anew that can hear nothing any more.
+    DeckMonitor(host::DeckSession& session,
+        Display& display,
+        FrameRate rate,
+        FrameNumber frame,
+        bool revives);
     DeckMonitor(const DeckMonitor&) = delete;
     DeckMonitor& operator=(const DeckMonitor&) = delete;
 
@@ -28,6 +36,9 @@ public:
     void Update(bool isDue);
 
     const DeckStatus& Status() const noexcept { return mStatus; }
+
+    /// When Update is wanted for a revival, or nothing. [host]
+    std::optional<std::chrono::milliseconds> UntilRevival() const;
 
 private:
     void LookAtPorts();
@@ -42,10 +53,17 @@ private:
     void On(const host::TakeEvent& event);
     void On(const host::MMCEvent& event);
     void On(const host::MTCEvent&) {}
+    void NoteLocate(const HostCall& call);
+    void NoteDeafness();
+    void Revive();
 
     host::DeckSession& mSession;
     Display& mDisplay;
     DeckStatus mStatus;
+    PluginModel mPlugin; // what the connected surface makes of the bytes
+    bool mRevives;
+    std::optional<std::chrono::steady_clock::time_point> mReviveAt;
+    bool mMismatchIsTold = false;
     std::atomic<bool> mSetupChanged{false}; // set by the notification thread
     host::MidiClient mClient;
     host::MMCWatch mWatch;

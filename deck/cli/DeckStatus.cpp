@@ -131,12 +131,13 @@ std::string CallJSON(const HostCall& call, CallOutcome outcome)
     return Dump(json);
 }
 
-std::string MMCJSON(const host::RawMMC& message)
+std::string MMCJSON(const host::RawMMC& message, const PluginPrediction& prediction)
 {
     const ByteView bytes(message.bytes.data(), message.length);
     const auto decoded = DecodeMMC(bytes);
     return Dump({{"event", "mmc"}, {"bytes", FormatBytes(bytes)},
-        {"text", decoded ? decoded->text : std::string()}});
+        {"text", decoded ? decoded->text : std::string()}, {"fate", NameOf(prediction.fate)},
+        {"effect", prediction.text}});
 }
 
 std::string MessageJSON(const std::string& event, const std::string& text)

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "deck/host/MMCWatch.h"
+#include "deck/protocol/PluginModel.h"
 #include "deck/transport/TransportSink.h"
 
 #include <cstdint>
@@ -34,6 +35,8 @@ struct DeckStatus {
     std::uint64_t calls = 0; // calls of the plug-in on the transport
     std::uint64_t lost = 0;  // calls and events for which there was no room
     int takes = 0;
+    std::string senderRate; // of the last locate; empty before the first
+    std::string deaf;       // why the plug-in obeys nothing any more; empty while it does
 
     /// The plug-in binds both ports or none.
     bool IsBound() const noexcept { return in.isThere && out.isThere; }
@@ -54,8 +57,8 @@ std::string StatusJSON(const DeckStatus& status);
 /// {"event":"call","call":"Play", ...}
 std::string CallJSON(const HostCall& call, CallOutcome outcome);
 
-/// {"event":"mmc","bytes":"F0 ..","text":"PLAY"}
-std::string MMCJSON(const host::RawMMC& message);
+/// {"event":"mmc","bytes":"F0 ..","text":"PLAY","fate":"host call","effect":"Play"}
+std::string MMCJSON(const host::RawMMC& message, const PluginPrediction& prediction);
 
 /// {"event":"`event`","text":"`text`"}
 std::string MessageJSON(const std::string& event, const std::string& text);

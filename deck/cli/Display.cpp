@@ -61,9 +61,9 @@ public:
     {
         std::cout << CallJSON(call, outcome) << std::endl;
     }
-    void ShowMMC(const host::RawMMC& message) override
+    void ShowMMC(const host::RawMMC& message, const PluginPrediction& prediction) override
     {
-        std::cout << MMCJSON(message) << std::endl;
+        std::cout << MMCJSON(message, prediction) << std::endl;
     }
 
 private:

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "deck/cli/DeckStatus.h"
+#include "deck/protocol/PluginModel.h"
 
 #include <chrono>
 #include <memory>
@@ -18,7 +19,9 @@ public:
     /// Called whenever something may have changed; `isDue` asks for a line in any case.
     virtual void Show(const DeckStatus& status, bool isDue) = 0;
     virtual void ShowCall(const HostCall&, CallOutcome) {}
-    virtual void ShowMMC(const host::RawMMC&) {}
+    virtual void ShowMMC(const host::RawMMC&, const PluginPrediction&) {}
+    /// Every frame that the transport reports.
+    virtual void ShowPosition(const Position&) {}
 };
 
 /// JSON lines where `json`; else, on a terminal one line that is rewritten, and a line a change

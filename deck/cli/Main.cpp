@@ -6,6 +6,7 @@
 #include "deck/cli/RunCommand.h"
 #include "deck/cli/StopSignals.h"
 #include "deck/host/HostError.h"
+#include "deck/window/PlayCommand.h"
 
 #include <iostream>
 
@@ -23,6 +24,10 @@ struct Execute {
     }
     int operator()(const cli::PortsOptions& options) const { return cli::ListPorts(options); }
     int operator()(const cli::RunOptions& options) const { return cli::RunDeck(options, signals); }
+    int operator()(const cli::PlayOptions& options) const
+    {
+        return window::PlayInWindow(options, signals);
+    }
     int operator()(const cli::DemoOptions& options) const { return cli::RunDemo(options, signals); }
 };
 

@@ -60,9 +60,13 @@ std::string_view NameOf(TransportState state) noexcept
     return kNames[static_cast<std::size_t>(state)];
 }
 
-std::optional<FrameNumber> LocateTarget(const SenderTime& time, FrameRate deckRate) noexcept
+std::optional<FrameNumber> LocateTarget(
+    const SenderTime& time, FrameRate deckRate, LocateRate locateRate) noexcept
 {
-    const std::optional<FrameRate> senderRate = SenderRate(time.timeFormat, deckRate);
+    const bool isDecks = locateRate == LocateRate::Deck
+        || (locateRate == LocateRate::Auto && time.frames < deckRate.NominalFps());
+    const std::optional<FrameRate> senderRate
+        = isDecks ? deckRate : SenderRate(time.timeFormat, deckRate);
     if (!senderRate || time.hours >= kHoursADay || time.minutes >= kSixty
         || time.seconds >= kSixty) {
         return std::nullopt;
@@ -76,6 +80,7 @@ Transport::Transport(const TransportSettings& settings, std::vector<TransportSin
     , mFirstFrame(settings.firstFrame)
     , mLastFrame(settings.lastFrame.value_or(settings.rate.FramesPerDay() - 1))
     , mWindSpeed(settings.windSpeed)
+    , mLocateRate(settings.locateRate)
     , mSinks(std::move(sinks))
     , mFrame(std::clamp(settings.startFrame, mFirstFrame, mLastFrame))
 {
@@ -211,7 +216,7 @@ CallOutcome Transport::Record(Time now)
 
 CallOutcome Transport::Locate(const SenderTime& time, Time now)
 {
-    const std::optional<FrameNumber> target = LocateTarget(time, mRate);
+    const std::optional<FrameNumber> target = LocateTarget(time, mRate, mLocateRate);
     if (!target) {
         return CallOutcome::NoSuchTime;
     }

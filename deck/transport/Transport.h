@@ -12,19 +12,29 @@
 
 namespace deck {
 
+/// Whose frame numbers count where the sender of a locate runs at another rate than the deck.
+enum class LocateRate : std::uint8_t {
+    Sender, // the sender's: the position in real time
+    Deck,   // the deck's, whatever the sender's rate bits say
+    Auto    // the deck's, unless the deck's rate has no such frame: many senders' bits are wrong
+};
+
 struct TransportSettings {
     FrameRate rate = FrameRate::k25;
     FrameNumber startFrame = 0;             // where the transport stands at first
     FrameNumber firstFrame = 0;             // where a rewind ends
     std::optional<FrameNumber> lastFrame{}; // where everything else ends; else the day's last
     int windSpeed = 10;                     // multiple of play speed, from 2 up
+    LocateRate locateRate = LocateRate::Sender;
 };
 
 /// What a locate means here. The numbers of a sender at the deck's nominal rate are taken as they
 /// are; others are the position in real time, at the nearest frame. 24 and 30 cannot be told from
 /// 23.976 and 29.97 by their codes: at a deck of 1000/1001 rates they are taken to be such too.
 /// Nothing where the hours, minutes or seconds do not exist.
-std::optional<FrameNumber> LocateTarget(const SenderTime& time, FrameRate deckRate) noexcept;
+std::optional<FrameNumber> LocateTarget(const SenderTime& time,
+    FrameRate deckRate,
+    LocateRate locateRate = LocateRate::Sender) noexcept;
 
 /// Decisions: a locate while playing plays on from there, one while winding ends the wind, any
 /// locate ends a take; play while recording punches out and rolls on; record at rest starts to
@@ -81,6 +91,7 @@ private:
     FrameNumber mFirstFrame;
     FrameNumber mLastFrame;
     int mWindSpeed;
+    LocateRate mLocateRate;
     std::vector<TransportSink*> mSinks;
 
     TransportState mState = TransportState::Stopped;

@@ -88,6 +88,8 @@ DeckWindow::DeckWindow(WindowModel& model, const Options& options)
     all->addLayout(deck, 3);
     all->addLayout(side, 2);
 
+    setFocusPolicy(Qt::StrongFocus); // keys are the transport's until a button is tabbed to
+    setFocus();
     resize(1180, 680);
     mTimer = new QTimer(this);
     connect(mTimer, &QTimer::timeout, this, [this] { Refresh(); });
@@ -220,7 +222,7 @@ QWidget* DeckWindow::MakeMonitor()
     mMonitor->setSelectionBehavior(QAbstractItemView::SelectRows);
     mMonitor->setTabKeyNavigation(false);
     const int digit = fontMetrics().horizontalAdvance('0');
-    const std::array widths{11, 17, 15};
+    const std::array widths{10, 16, 14};
     for (int column = 0; column < static_cast<int>(widths.size()); ++column) {
         mMonitor->setColumnWidth(column, digit * widths[static_cast<std::size_t>(column)]);
     }

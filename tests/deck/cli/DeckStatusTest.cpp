@@ -131,7 +131,7 @@ TEST(MMCJSON, TellsTheBytesAndWhatTheyMean)
     host::RawMMC message;
     message.bytes = {0xF0, 0x7F, 0x7F, 0x06, 0x02, 0xF7};
     message.length = 6;
-    const auto json = nlohmann::json::parse(MMCJSON(message));
+    const auto json = nlohmann::json::parse(MMCJSON(message, {PluginFate::kHostCall, {}, "Play"}));
 
     EXPECT_EQ(json["event"], "mmc");
     EXPECT_EQ(json["bytes"], "F0 7F 7F 06 02 F7");

@@ -367,6 +367,29 @@ std::string Target(const SenderTime& time, FrameRate rate)
     return frame ? FormatFrame(*frame, rate) : "none";
 }
 
+TEST(LocateTarget, TakesTheDecksNumbersWhateverTheSendersRateBitsSay)
+{
+    const SenderTime at24{kSMPTETimeFormat24, 1, 2, 3, 18, 0};
+
+    const auto sender = LocateTarget(at24, FrameRate::k25, LocateRate::Sender);
+    const auto deck = LocateTarget(at24, FrameRate::k25, LocateRate::Deck);
+    const auto automatic = LocateTarget(at24, FrameRate::k25, LocateRate::Auto);
+
+    EXPECT_EQ(FormatFrame(*sender, FrameRate::k25), "01:02:03:19");
+    EXPECT_EQ(FormatFrame(*deck, FrameRate::k25), "01:02:03:18");
+    EXPECT_EQ(automatic, deck);
+}
+
+TEST(LocateTarget, GoesByTheSendersRateWhereTheDecksHasNoSuchFrame)
+{
+    const SenderTime at30{kSMPTETimeFormat30NonDrop, 0, 0, 1, 27, 0};
+
+    const auto automatic = LocateTarget(at30, FrameRate::k25, LocateRate::Auto);
+
+    EXPECT_EQ(automatic, LocateTarget(at30, FrameRate::k25, LocateRate::Sender));
+    EXPECT_EQ(FormatFrame(*automatic, FrameRate::k25), "00:00:01:23");
+}
+
 TEST(LocateTarget, TakesTheNumbersOfItsOwnRateAsTheyAre)
 {
     EXPECT_EQ(Target({2, 1, 2, 3, 4, 0}, FrameRate::k24), "01:02:03:04");

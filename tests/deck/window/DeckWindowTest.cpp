@@ -114,7 +114,7 @@ TEST_F(DeckWindowTest, ChoosesPortsAndTimeCode)
 
     EXPECT_CALL(mModel, ChoosePorts(Optional(-12), Optional(21), false));
     input.setCurrentIndex(2);
-    emit input.activated(2);
+    Q_EMIT input.activated(2);
 
     EXPECT_CALL(mModel, ChoosePorts(_, Optional(21), true));
     window.findChild<QCheckBox*>()->click();
@@ -128,7 +128,7 @@ TEST_F(DeckWindowTest, ChoosesNoPort)
 
     EXPECT_CALL(mModel, ChoosePorts(testing::Eq(std::nullopt), _, false));
     input.setCurrentIndex(0);
-    emit input.activated(0);
+    Q_EMIT input.activated(0);
 }
 
 TEST_F(DeckWindowTest, EveryButtonDoesWhatItSays)
@@ -171,13 +171,13 @@ TEST_F(DeckWindowTest, KeepsAWrongLocateAndSaysWhatIsWrong)
 
     EXPECT_CALL(mModel, Locate("25:61:00:00")).WillOnce(testing::Return("hours end at 23"));
     text.setText("25:61:00:00");
-    emit text.returnPressed();
+    Q_EMIT text.returnPressed();
     EXPECT_EQ(text.text(), "25:61:00:00");
     EXPECT_EQ(Find<QLabel>(window, "Trouble").text(), "hours end at 23");
 
     EXPECT_CALL(mModel, Locate("01:00:00:00")).WillOnce(testing::Return(""));
     text.setText("01:00:00:00");
-    emit text.returnPressed();
+    Q_EMIT text.returnPressed();
     EXPECT_EQ(text.text(), "");
 }
 

@@ -1,0 +1,58 @@
+// A running deck as its window sees it.
+
+#pragma once
+
+#include "deck/cli/DeckRun.h"
+#include "deck/cli/Display.h"
+#include "deck/media/VideoPlayer.h"
+#include "deck/window/WindowModel.h"
+
+#include <deque>
+
+namespace deck::window {
+
+/// All of it on the window's thread.
+class WindowDeck final : public WindowModel, public cli::Display {
+public:
+    /// Opens the video, if there is one. Throws HostError.
+    explicit WindowDeck(const cli::PlayOptions& options);
+
+    /// `run` has started; it outlives the window.
+    void Attach(cli::DeckRun& run);
+
+    // WindowModel
+    WindowState Read() override;
+    std::vector<MonitorRow> TakeRows() override;
+    void Press(Button button) override;
+    std::string Locate(const std::string& text) override;
+    void Step(FrameNumber frames) override;
+    void ChoosePorts(std::optional<std::int32_t> input,
+        std::optional<std::int32_t> output,
+        bool transmitMTC) override;
+    VideoPlayer* Video() override { return mVideo.get(); }
+
+    // Display
+    void Tell(const std::string& event, const std::string& text) override;
+    void Show(const cli::DeckStatus& status, bool isDue) override;
+    void ShowMMC(const host::RawMMC& message, const PluginPrediction& prediction) override;
+    void ShowPosition(const Position& position) override;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void Post(HostCallKind kind);
+    void PostLocate(FrameNumber frame);
+    void LookAtMTC();
+    std::string Trouble(const cli::DeckStatus& status) const;
+
+    const cli::PlayOptions& mOptions;
+    std::unique_ptr<VideoPlayer> mVideo;
+    cli::DeckRun* mRun = nullptr;
+    std::vector<MonitorRow> mRows;
+    std::string mTrouble; // the last warning
+    std::optional<std::chrono::nanoseconds> mLastMMC;
+    std::optional<Clock::time_point> mLastMTC;
+    std::uint64_t mMTCSent = 0;
+};
+
+} // namespace deck::window
