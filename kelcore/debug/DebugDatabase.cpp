@@ -1,6 +1,7 @@
 #include "kelcore/debug/DebugDatabase.h"
 
 #include "kelcore/debug/TraceSwitches.h"
+#include "kelcore/utility/JsonErrorText.h"
 
 #include <nlohmann/json.hpp>
 
@@ -88,7 +89,8 @@ Entries LoadEntries(const std::filesystem::path& path)
     try {
         return ParseEntries(ReadFile(path));
     } catch (const std::exception& problem) {
-        std::fprintf(stderr, "debug database %s is not used: %s\n", path.c_str(), problem.what());
+        const std::string reason = utility::JsonErrorText(problem.what());
+        std::fprintf(stderr, "debug database %s is not used: %s\n", path.c_str(), reason.c_str());
         return {};
     }
 }

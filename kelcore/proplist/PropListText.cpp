@@ -1,5 +1,7 @@
 #include "kelcore/proplist/PropListText.h"
 
+#include "kelcore/utility/JsonErrorText.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -64,13 +66,6 @@ std::string PlaceIn(std::string_view text, std::size_t offset)
     const auto line = std::count(before.begin(), before.end(), '\n') + 1;
     const std::size_t lineStart = before.rfind('\n') + 1; // 0 where there is no line end
     return "line " + std::to_string(line) + ", column " + std::to_string(before.size() - lineStart);
-}
-
-// The parser's message without the "[id] " that it begins with.
-std::string PlainMessage(const json::exception& error)
-{
-    const std::string_view message = error.what();
-    return std::string(message.substr(message.find(' ') + 1));
 }
 
 // Receives the parser's events and builds the list.
@@ -141,9 +136,10 @@ public:
     bool parse_error(std::size_t, const std::string&, const json::exception& error)
     {
         if (dynamic_cast<const json::parse_error*>(&error) != nullptr) {
-            throw PropListSyntaxError("property list: " + PlainMessage(error)); // names the place
+            throw PropListSyntaxError(
+                "property list: " + utility::JsonErrorText(error.what())); // names the place
         }
-        Fail(PlainMessage(error));
+        Fail(utility::JsonErrorText(error.what()));
     }
 
 private:

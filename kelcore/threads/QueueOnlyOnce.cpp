@@ -12,6 +12,9 @@ namespace {
 constexpr std::uint32_t kMaxSpreadBits = 31;
 constexpr double kLargestRandom = 2147483647.0;
 
+// The thread that asks may be one that must not wait.
+static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
+
 std::uint32_t LowBits(std::int64_t value) noexcept
 {
     return static_cast<std::uint32_t>(static_cast<std::uint64_t>(value));

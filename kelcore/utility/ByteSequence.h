@@ -43,7 +43,8 @@ public:
     void Reserve(std::size_t capacity);
 
     /// Adds `count` bytes at the end, reserving exactly the room they need where it lacks. `bytes`
-    /// lies outside the sequence and may be null where `count` is 0. Throws `std::bad_alloc`.
+    /// lies outside the sequence and may be null where `count` is 0. Within the capacity it takes
+    /// no memory unless bytes were erased in front since the last Clear(). Throws `std::bad_alloc`.
     void Append(const unsigned char* bytes, std::size_t count);
     void Append(unsigned char byte) { Append(&byte, 1); }
 

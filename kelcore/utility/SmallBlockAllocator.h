@@ -15,10 +15,10 @@ namespace kelcore::utility {
 std::size_t SmallBlockSize(std::size_t bytes) noexcept;
 
 /// A block of at least `bytes` bytes, aligned for any fundamental type. Throws `std::bad_alloc`.
-/// [any thread, may lock]
+/// [any thread, may block]
 void* AllocateSmallBlock(std::size_t bytes);
 
-/// Gives back a block; `bytes` is what it was asked for. [any thread, may lock]
+/// Gives back a block; `bytes` is what it was asked for. [any thread, may block]
 void FreeSmallBlock(void* block, std::size_t bytes) noexcept;
 
 /// The standard-library face of the block functions.

@@ -13,7 +13,8 @@ namespace kelcore::utility {
 using UTF16String
     = std::basic_string<char16_t, std::char_traits<char16_t>, SmallBlockAllocator<char16_t>>;
 
-/// Each maximal piece of broken UTF-8 becomes one U+FFFD. [any thread]
+/// Broken UTF-8 becomes U+FFFD: one for each byte that can begin no character, and one for a
+/// beginning that does not go on rightly, together with the trail bytes behind it. [any thread]
 UTF16String UTF8to16(std::string_view text);
 
 /// Each unpaired surrogate becomes one U+FFFD. [any thread]

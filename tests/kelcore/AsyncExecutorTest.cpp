@@ -288,6 +288,16 @@ TEST_F(CPUBoundExecutorDeathTest, WaitsForARunningFunctionWhenTheProcessEnds)
         ExitedWithCode(0), "^finished$");
 }
 
+TEST_F(CPUBoundExecutorDeathTest, LetsAFunctionEndTheProcess)
+{
+    EXPECT_EXIT(
+        {
+            Post([] { std::exit(0); });
+            Signal().Wait();
+        },
+        ExitedWithCode(0), "^$");
+}
+
 struct PostsWhenItGoes {
     boost::shared_ptr<AsyncExecutor> executor;
 

@@ -312,6 +312,21 @@ TEST(ByteSequence, StaysAsItWasWhenMemoryLacks)
     EXPECT_EQ(sequence.Capacity(), 4U);
 }
 
+TEST(ByteSequence, NeedsNoMemoryWithinItsCapacityOnceCleared)
+{
+    ByteSequence sequence = SequenceOf(Bytes(kLarge));
+    const Bytes bytes(kLarge, 7);
+    sequence.EraseFront(5);
+    HeapWatch heap;
+    heap.RefuseFrom(0);
+
+    sequence.Clear();
+    AppendAll(sequence, bytes);
+
+    EXPECT_EQ(sequence.Size(), kLarge);
+    EXPECT_EQ(sequence[kLarge - 1], 7);
+}
+
 TEST(ByteSequence, StaysAsItWasWhenACopyToItFails)
 {
     const ByteSequence large = SequenceOf(Bytes(kLarge));

@@ -108,7 +108,8 @@ TEST_F(DebugDatabaseDeathTest, IsEmptyAndSaysWhereWhenTheFileIsBroken)
         "KEL_DEBUG_DATABASE", mFolder.Write("broken.json", "{\"place\":\"broken\",\n  \"x\" 1}"));
 
     EXPECT_EXIT(ShowPlace(), ExitedWithCode(0),
-        AllOf(ContainsRegex("^debug database [^\n]*broken.json is not used: [^\n]*\nplace=none;$"),
+        AllOf(ContainsRegex(
+                  "^debug database [^\n]*broken.json is not used: parse error[^\n]*\nplace=none;$"),
             HasSubstr("line 2, column 7")));
 }
 
