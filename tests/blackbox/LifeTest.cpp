@@ -1,0 +1,337 @@
+// Whole lives of the plug-in, from entry to unloading, with real MIDI in between.
+
+#include "BlackBoxHost.h"
+#include "VirtualDevice.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <map>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace blackbox {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::UnorderedElementsAre;
+using Log = std::vector<std::string>;
+
+constexpr char kSwitch[] = "kelcontrolsurface.EnableMMC";
+
+const Bytes kPlay{0xF0, 0x7F, 0x7F, 0x06, 0x02, 0xF7};
+const Bytes kStop{0xF0, 0x7F, 0x7F, 0x06, 0x01, 0xF7};
+const Bytes kRewind{0xF0, 0x7F, 0x7F, 0x06, 0x05, 0xF7};
+const Bytes kLocate{0xF0, 0x7F, 0x7F, 0x06, 0x44, 0x06, 0x01, 0x21, 0x02, 0x03, 0x04, 0x00, 0xF7};
+
+KORVASDK_Result Untouched()
+{
+    return kSuccess;
+}
+
+class Life : public testing::Test {
+protected:
+    Life() { SetDebugEntry(kSwitch, "true"); }
+
+    KORVASDK_Result Enter(const QXBasicSuite* basicSuite)
+    {
+        return mBundle->EntryPoint()(basicSuite, nullptr, nullptr, 42, &mFuncs);
+    }
+
+    void StartUp()
+    {
+        ASSERT_EQ(Enter(Host::BasicSuite()), kSuccess);
+        ASSERT_EQ(mFuncs.Startup(), kSuccess);
+        mSuite = mHost.Registered<KORVASDK_ControlSurfacePluginSuite>(
+            kKORVASDKControlSurfacePluginSuite);
+    }
+
+    std::u16string Settings(bool transmitMTC) const
+    {
+        return u"{\"PortConfiguration\":{\"in\":\"" + mDevice.SourceID()
+            + u"\",\"options\":{\"transmit_mtc\":" + (transmitMTC ? u"true" : u"false")
+            + u"},\"out\":\"" + mDevice.DestinationID() + u"\"}}";
+    }
+
+    KORVASDK_Result SetSettings(
+        KORVASDK_ControlSurfacePlugin* plugin, const std::u16string& settings)
+    {
+        KORVASDK_String* string = MakeText(settings);
+        const KORVASDK_Result result = mSuite.SetPluginSettings(plugin, string);
+        TakeText(string);
+        return result;
+    }
+
+    /// A started plug-in with one connected instance on the virtual device.
+    void Connect()
+    {
+        StartUp();
+        ASSERT_EQ(mFuncs.CreatePluginInstance(&mPlugin), kSuccess);
+        ASSERT_EQ(SetSettings(mPlugin, Settings(true)), kSuccess);
+        ASSERT_EQ(mSuite.Connect(mPlugin, mHost.Ref(), &mSurface), kSuccess);
+        mHost.TakeLog();
+    }
+    void End()
+    {
+        EXPECT_EQ(mSuite.Disconnect(mPlugin), kSuccess);
+        EXPECT_EQ(mFuncs.DeletePluginInstance(mPlugin), kSuccess);
+        EXPECT_EQ(mFuncs.Shutdown(), kSuccess);
+        EXPECT_TRUE(mBundle->Unload());
+    }
+
+    VirtualDevice mDevice;
+    Host mHost;
+    std::optional<Bundle> mBundle{std::in_place};
+    KORVASDK_ControlSurfacePluginFuncs mFuncs{Untouched, nullptr, nullptr, nullptr, nullptr};
+    KORVASDK_ControlSurfacePluginSuite mSuite{};
+    KORVASDK_ControlSurfacePlugin* mPlugin = nullptr;
+    KORVASDK_ControlSurface* mSurface = nullptr;
+};
+
+} // namespace
+
+TEST_F(Life, DoesNotBeginWhereTheSwitchIsNotOn)
+{
+    for (const char* text : {"", "True", "1", "false"}) {
+        SetDebugEntry(kSwitch, text);
+
+        EXPECT_EQ(Enter(Host::BasicSuite()), kErrorBadParameter) << text;
+        EXPECT_EQ(mFuncs.Startup, Untouched) << text;
+    }
+}
+
+TEST_F(Life, DoesNotBeginWithoutABasicSuite)
+{
+    EXPECT_EQ(Enter(nullptr), kErrorBadParameter);
+    EXPECT_EQ(mFuncs.Startup, Untouched);
+}
+
+TEST_F(Life, GoesOnWhereTheSwitchGoesOffAfterTheEntry)
+{
+    ASSERT_EQ(Enter(Host::BasicSuite()), kSuccess);
+    EXPECT_NE(mFuncs.Startup, Untouched);
+    mFuncs.Startup = Untouched;
+    SetDebugEntry(kSwitch, "false");
+
+    EXPECT_EQ(Enter(Host::BasicSuite()), kSuccess);
+    EXPECT_EQ(mFuncs.Startup, Untouched);
+}
+
+TEST_F(Life, LeavesNothingBehindInAnUnloadedBundle)
+{
+    ASSERT_EQ(Enter(Host::BasicSuite()), kSuccess);
+    ASSERT_TRUE(mBundle->Unload());
+    mBundle.emplace();
+    SetDebugEntry(kSwitch, "false");
+
+    EXPECT_EQ(Enter(Host::BasicSuite()), kErrorBadParameter); // knows of no earlier entry
+}
+
+TEST_F(Life, GoesFromEntryToUnloadingInOrder)
+{
+    ASSERT_EQ(Enter(Host::BasicSuite()), kSuccess);
+    EXPECT_THAT(mHost.TakeLog(), IsEmpty());
+
+    // Start-up.
+    ASSERT_EQ(mFuncs.Startup(), kSuccess);
+    EXPECT_THAT(mHost.TakeLog(),
+        ElementsAre("acquire KORVASDK StringSuite 1", "acquire QX Suites Suite 2",
+            "allocate list null null", "add to list: null KORVASDK ControlSurfacePlugin Suite 1/1",
+            "add to list: null KORVASDK ControlSurface Internal Suite 1/1",
+            "add to list: null KORVASDK ControlSurface Suite 1/1",
+            "add to list: null KORVASDK ControlSurface Suite 2/2",
+            "add to list: null KORVASDK ControlSurface Transport Suite 1/1",
+            "add to list: null KORVASDK ControlSurface SMPTE Suite 1/1"));
+    EXPECT_EQ(mHost.RegisteredTable(kKORVASDKControlSurfaceSuite, 1),
+        mHost.RegisteredTable(kKORVASDKControlSurfaceSuite, 2));
+    QXSuiteList* suiteList = nullptr;
+    EXPECT_EQ(mFuncs.GetSuiteList(&suiteList), kSuccess);
+    EXPECT_NE(suiteList, nullptr);
+
+    // An instance and its settings.
+    const auto& suite
+        = mHost.Registered<KORVASDK_ControlSurfacePluginSuite>(kKORVASDKControlSurfacePluginSuite);
+    ASSERT_EQ(mFuncs.CreatePluginInstance(&mPlugin), kSuccess);
+    KORVASDK_String* string = nullptr;
+    EXPECT_EQ(suite.GetPluginID(mPlugin, &string), kSuccess);
+    EXPECT_EQ(TakeText(string), u"Korva.ControlSurfacePlugIn.MMC");
+    EXPECT_EQ(suite.GetPluginDisplayString(mPlugin, &string), kSuccess);
+    EXPECT_EQ(TakeText(string), u"MIDI Machine Control");
+    std::uint8_t hasDialog = 0;
+    EXPECT_EQ(suite.HasConfigurationDialog(mPlugin, &hasDialog), kSuccess);
+    EXPECT_EQ(hasDialog, 1);
+    EXPECT_EQ(suite.Suspend(mPlugin), kErrorNotImplemented);
+    EXPECT_EQ(suite.Resume(mPlugin), kErrorNotImplemented);
+
+    const std::u16string settings = Settings(true);
+    string = MakeText(settings);
+    EXPECT_EQ(suite.SetPluginSettings(mPlugin, string), kSuccess);
+    TakeText(string);
+    EXPECT_THAT(mHost.TakeLog(),
+        ElementsAre("copy string into 0", "copy string into " + std::to_string(settings.size())));
+    EXPECT_EQ(suite.GetPluginSettings(mPlugin, &string), kSuccess);
+    EXPECT_EQ(TakeText(string), settings);
+
+    // Connection.
+    ASSERT_EQ(suite.Connect(mPlugin, mHost.Ref(), &mSurface), kSuccess);
+    EXPECT_THAT(mHost.TakeLog(),
+        ElementsAre("acquire KORVASDK ControlSurfaceHost Suite 1", "acquire KORVASDK StringSuite 1",
+            "acquire KORVASDK ControlSurfaceHost Transport Suite 1", "transport of host",
+            "acquire KORVASDK ControlSurfaceHost Internal Suite 1", "smpte of host",
+            "acquire KORVASDK ControlSurfaceHost SMPTE Suite 1", "active smpte 1"));
+
+    // MIDI in.
+    mDevice.Send(kPlay);
+    EXPECT_THAT(mHost.WaitForLog(1), ElementsAre("play transport"));
+    mDevice.Send({kRewind, kStop, kLocate});
+    EXPECT_THAT(mHost.WaitForLog(4),
+        ElementsAre("start rewind transport", "stop rewind transport", "stop transport",
+            "locate smpte 3 1 2 3 4 0"));
+
+    // The surface's own suites, and MTC out.
+    const auto& surfaceSuite
+        = mHost.Registered<KORVASDK_ControlSurfaceSuite>(kKORVASDKControlSurfaceSuite, 2);
+    EXPECT_EQ(surfaceSuite.GetConfigIdentifier(mSurface, &string), kSuccess);
+    EXPECT_EQ(TakeText(string), u"KorvaMIDI");
+    KORVASDK_ControlSurfaceTransport* transport = nullptr;
+    ASSERT_EQ(surfaceSuite.GetTransportRef(mSurface, &transport), kSuccess);
+    const auto& transportSuite = mHost.Registered<KORVASDK_ControlSurfaceTransportSuite>(
+        kKORVASDKControlSurfaceTransportSuite);
+    EXPECT_EQ(transportSuite.SetPlayState(transport, 1), kSuccess);
+    EXPECT_EQ(transportSuite.SetStopState(transport, 1), kErrorNotImplemented);
+    KORVASDK_ControlSurfaceSMPTE* smpte = nullptr;
+    ASSERT_EQ(
+        mHost.Registered<KORVASDK_ControlSurfaceInternalSuite>(kKORVASDKControlSurfaceInternalSuite)
+            .GetSMPTERef(mSurface, &smpte),
+        kSuccess);
+    const auto& smpteSuite
+        = mHost.Registered<KORVASDK_ControlSurfaceSMPTESuite>(kKORVASDKControlSurfaceSMPTESuite);
+    EXPECT_EQ(smpteSuite.GotoSMPTETime(smpte, 3, 1, 2, 3, 4, 0), kSuccess);
+    EXPECT_EQ(smpteSuite.TransmitFullFrame(smpte, 0, 1.0F, 25, 0, 1, 2, 3, 4), kSuccess);
+    EXPECT_THAT(mDevice.WaitForPackets(5),
+        ElementsAre(Bytes{0xF0, 0x7F, 0x7F, 0x01, 0x01, 0x21, 0x02, 0x03, 0x04, 0xF7},
+            Bytes{0xF1, 0x04}, Bytes{0xF1, 0x10}, Bytes{0xF1, 0x23}, Bytes{0xF1, 0x30}));
+    EXPECT_EQ(smpteSuite.GotoSMPTETime(nullptr, 3, 1, 2, 3, 4, 0), kErrorBadParameter);
+    EXPECT_THAT(mHost.TakeLog(), IsEmpty());
+
+    // The end. What the surface took stays taken, and so does the suites suite.
+    EXPECT_EQ(suite.Disconnect(mPlugin), kSuccess);
+    mDevice.Send(kPlay); // heard by nobody
+    EXPECT_EQ(mFuncs.DeletePluginInstance(mPlugin), kSuccess);
+    EXPECT_EQ(mFuncs.DeletePluginInstance(nullptr), kSuccess);
+    EXPECT_THAT(mHost.TakeLog(), IsEmpty());
+    EXPECT_EQ(mFuncs.Shutdown(), kSuccess);
+    EXPECT_THAT(mHost.TakeLog(), ElementsAre("free list", "release KORVASDK StringSuite 1"));
+    EXPECT_THAT(mHost.AllUses(),
+        UnorderedElementsAre(Pair("QX Suites Suite", 1), Pair("KORVASDK StringSuite", 1),
+            Pair("KORVASDK ControlSurfaceHost Suite", 1),
+            Pair("KORVASDK ControlSurfaceHost Transport Suite", 1),
+            Pair("KORVASDK ControlSurfaceHost SMPTE Suite", 1),
+            Pair("KORVASDK ControlSurfaceHost Internal Suite", 1)));
+    EXPECT_TRUE(mBundle->Unload());
+}
+
+TEST_F(Life, PassesTheHostsStringErrorsOn)
+{
+    constexpr KORVASDK_Result kHostsOwnError = 0x6F6F7073;
+    StartUp();
+    ASSERT_EQ(mFuncs.CreatePluginInstance(&mPlugin), kSuccess);
+
+    mHost.RefuseNextCopy(kHostsOwnError);
+
+    EXPECT_EQ(SetSettings(mPlugin, Settings(true)), kHostsOwnError);
+    KORVASDK_String* string = nullptr;
+    EXPECT_EQ(mSuite.GetPluginSettings(mPlugin, &string), kSuccess);
+    EXPECT_EQ(TakeText(string), u"{}");
+    mFuncs.DeletePluginInstance(mPlugin);
+    mFuncs.Shutdown();
+}
+
+TEST_F(Life, SendsNothingWhereTimeCodeIsSwitchedOff)
+{
+    Connect();
+    KORVASDK_ControlSurfaceSMPTE* smpte = nullptr;
+    mHost.Registered<KORVASDK_ControlSurfaceInternalSuite>(kKORVASDKControlSurfaceInternalSuite)
+        .GetSMPTERef(mSurface, &smpte);
+    const auto& smpteSuite
+        = mHost.Registered<KORVASDK_ControlSurfaceSMPTESuite>(kKORVASDKControlSurfaceSMPTESuite);
+    SetSettings(mPlugin, Settings(false));
+    smpteSuite.GotoSMPTETime(smpte, 3, 9, 9, 9, 9, 0);
+    SetSettings(mPlugin, Settings(true));
+    smpteSuite.GotoSMPTETime(smpte, 3, 1, 2, 3, 4, 0);
+
+    EXPECT_THAT(mDevice.WaitForPackets(1),
+        ElementsAre(Bytes{0xF0, 0x7F, 0x7F, 0x01, 0x01, 0x21, 0x02, 0x03, 0x04, 0xF7}));
+    End();
+}
+
+TEST_F(Life, LeavesTwoInstancesToThemselves)
+{
+    Connect();
+    KORVASDK_ControlSurfacePlugin* other = nullptr;
+    KORVASDK_ControlSurface* otherSurface = nullptr;
+    ASSERT_EQ(mFuncs.CreatePluginInstance(&other), kSuccess);
+    SetSettings(other, Settings(false));
+    ASSERT_EQ(mSuite.Connect(other, mHost.Ref(), &otherSurface), kSuccess);
+    mHost.TakeLog();
+
+    mDevice.Send(kPlay); // both hear it
+    EXPECT_THAT(mHost.WaitForLog(2), ElementsAre("play transport", "play transport"));
+    mSuite.Disconnect(other);
+    mDevice.Send(kStop);
+    EXPECT_THAT(mHost.WaitForLog(1), ElementsAre("stop transport"));
+
+    mFuncs.DeletePluginInstance(other);
+    End();
+}
+
+TEST_F(Life, RebindsItsPortsWhereTheDeviceComes)
+{
+    StartUp();
+    ASSERT_EQ(mFuncs.CreatePluginInstance(&mPlugin), kSuccess);
+    {
+        std::optional<VirtualDevice> device(std::in_place);
+        ASSERT_EQ(SetSettings(mPlugin, Settings(true)), kSuccess);
+        ASSERT_EQ(mSuite.Connect(mPlugin, mHost.Ref(), &mSurface), kSuccess);
+        mHost.TakeLog();
+    } // a setup change that does not concern the plug-in
+
+    mDevice.Send(kPlay);
+
+    EXPECT_THAT(mHost.WaitForLog(1), ElementsAre("play transport"));
+    End();
+}
+
+TEST_F(Life, EndsWithMessagesOnTheirWay)
+{
+    for (int i = 0; i < 30; ++i) {
+        mBundle.emplace();
+        Connect();
+        std::atomic<bool> done{false};
+        std::thread controller([&] {
+            while (!done) {
+                mDevice.Flood({kPlay, kLocate, kStop});
+            }
+        });
+        mHost.WaitForLog(3);
+        End();
+        done = true;
+        controller.join();
+    }
+}
+
+} // namespace blackbox
+
+int main(int argc, char** argv)
+{
+    // Before anybody asks for the service or for a switch.
+    setenv("KEL_MIDI_SERVICE", "builtin", 1);
+    setenv("KEL_DEBUG_DATABASE", "/nonexistent/debug.json", 1);
+    testing::InitGoogleMock(&argc, argv);
+    return RUN_ALL_TESTS();
+}
