@@ -2,6 +2,7 @@
 
 #include "kelorintal/ToolkitApplication.h"
 
+#include <QtCore/QEvent>
 #include <QtCore/QThread>
 #include <QtWidgets/QApplication>
 
@@ -86,6 +87,65 @@ private:
 
 thread_local bool ToolkitThread::tIsCurrent = false;
 
+/// One call of a host's GUI thread.
+class Errand {
+public:
+    explicit Errand(const std::function<void()>& function)
+        : mFunction(function)
+    {
+    }
+
+    // [caller]
+    void Run(QThread* guiThread)
+    {
+        std::unique_lock lock(sMutex);
+        auto* messenger = new Messenger(*this);
+        messenger->moveToThread(guiThread);
+        QCoreApplication::postEvent(messenger, new QEvent(QEvent::User));
+        sChanged.wait(lock, [this] { return mIsDone; });
+    }
+
+private:
+    /// What Qt carries over. Lives on the GUI thread, which also destroys it.
+    class Messenger : public QObject {
+    public:
+        explicit Messenger(Errand& errand)
+            : mErrand(errand)
+        {
+        }
+        void customEvent(QEvent*) override
+        {
+            std::unique_lock lock(sMutex);
+            Errand& errand = mErrand;
+            lock.unlock();
+            deleteLater();
+            Do(errand);
+        }
+
+    private:
+        Errand& mErrand;
+    };
+
+    // [GUI thread]
+    static void Do(Errand& errand)
+    {
+        errand.mFunction();
+        const std::lock_guard lock(sMutex);
+        errand.mIsDone = true;
+        sChanged.notify_all();
+    }
+
+    // Shared by all errands, so that a messenger itself lies under it while it is handed over.
+    static std::mutex sMutex;
+    static std::condition_variable sChanged;
+
+    const std::function<void()>& mFunction;
+    bool mIsDone = false; // guarded by sMutex
+};
+
+std::mutex Errand::sMutex;
+std::condition_variable Errand::sChanged;
+
 std::string RunInHostApplication(QCoreApplication& host, const std::function<void()>& function)
 {
     if (qobject_cast<QApplication*>(&host) == nullptr) {
@@ -94,7 +154,7 @@ std::string RunInHostApplication(QCoreApplication& host, const std::function<voi
     if (host.thread() == QThread::currentThread()) {
         function();
     } else {
-        QMetaObject::invokeMethod(&host, function, Qt::BlockingQueuedConnection);
+        Errand(function).Run(host.thread());
     }
     return {};
 }

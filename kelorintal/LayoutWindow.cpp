@@ -1,5 +1,6 @@
 #include "kelorintal/LayoutWindow.h"
 
+#include "kelorintal/Doorbell.h"
 #include "kelui/controls/UI_Checkbox.h"
 #include "kelui/controls/UI_Popup.h"
 
@@ -154,7 +155,7 @@ public:
     {
         BindControls();
         BindButtons();
-        QObject::connect(mDialog, &QDialog::rejected, &mInbox, [this] { Use("Cancel", 1); });
+        QObject::connect(mDialog, &QDialog::rejected, &mReceiver, [this] { Use("Cancel", 1); });
         Refresh();
     }
 
@@ -168,21 +169,18 @@ public:
     {
         JoinForeignParent();
         // The queued call runs once the loop does, so the window is on the screen by then.
-        QMetaObject::invokeMethod(&mInbox, mListener.opened, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(&mReceiver, mListener.opened, Qt::QueuedConnection);
         Listen();
         mDialog->exec();
         mHolder.GetGuard()->SetWindow({});
     }
 
 private:
-    // From here on a change on any thread posts one refresh to this thread. The call is made with
-    // the guard held and ends with SetWindow({}), so that `mInbox` outlives every call.
+    // From here on a change on any thread rings. It does so with the guard held, and Run ends with
+    // SetWindow({}), so the bell outlives every ring.
     void Listen()
     {
-        mHolder.GetGuard()->SetWindow([this] {
-            QMetaObject::invokeMethod(
-                &mInbox, [this] { Refresh(); }, Qt::QueuedConnection);
-        });
+        mHolder.GetGuard()->SetWindow([this] { mDoorbell.Ring(); });
         Refresh(); // what changed before the guard knew us
     }
 
@@ -229,11 +227,11 @@ private:
     {
         for (PopupView& view : mPopups) {
             view.widget->view()->setTextElideMode(Qt::ElideMiddle);
-            QObject::connect(view.widget, &QComboBox::currentIndexChanged, &mInbox,
+            QObject::connect(view.widget, &QComboBox::currentIndexChanged, &mReceiver,
                 [this, &view](int index) { OnPicked(view, index); });
         }
         for (CheckboxView& view : mCheckboxes) {
-            QObject::connect(view.widget, &QCheckBox::toggled, &mInbox,
+            QObject::connect(view.widget, &QCheckBox::toggled, &mReceiver,
                 [this, &view](bool checked) { OnMarked(view, checked); });
         }
     }
@@ -256,13 +254,14 @@ private:
     void BindButtons()
     {
         for (auto* box : mDialog->findChildren<QDialogButtonBox*>()) {
-            QObject::connect(box, &QDialogButtonBox::accepted, &mInbox, [this] { Use("OK", 1); });
             QObject::connect(
-                box, &QDialogButtonBox::rejected, &mInbox, [this] { Use("Cancel", 1); });
+                box, &QDialogButtonBox::accepted, &mReceiver, [this] { Use("OK", 1); });
+            QObject::connect(
+                box, &QDialogButtonBox::rejected, &mReceiver, [this] { Use("Cancel", 1); });
         }
         for (auto* button : mDialog->findChildren<QPushButton*>()) {
             if (qobject_cast<QDialogButtonBox*>(button->parentWidget()) == nullptr) {
-                QObject::connect(button, &QPushButton::clicked, &mInbox,
+                QObject::connect(button, &QPushButton::clicked, &mReceiver,
                     [this, button] { Use(button->objectName().toUtf8().constData(), 1); });
             }
         }
@@ -278,7 +277,8 @@ private:
 
     kelui::controls::UI_ViewHolder& mHolder;
     const Listener mListener;
-    QObject mInbox; // receives what was posted from other threads
+    Doorbell mDoorbell{[this] { Refresh(); }};
+    QObject mReceiver; // of the signals: no slot is called once it has gone
     std::unique_ptr<QWindow> mForeignParent;
     QPointer<QDialog> mDialog;
     std::vector<PopupView> mPopups; // complete, hence at rest, before it is connected

@@ -54,7 +54,7 @@ public:
     bool eventFilter(QObject* object, QEvent* event) override
     {
         auto* dialog = qobject_cast<QDialog*>(object);
-        if (event->type() == QEvent::Show && dialog != nullptr) {
+        if (dialog != nullptr && event->type() == QEvent::Show) {
             QTimer::singleShot(0, dialog, [dialog] { Play(*dialog); });
         }
         return false;
