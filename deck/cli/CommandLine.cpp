@@ -51,7 +51,8 @@ void AddBundle(CLI::App& app, std::optional<std::filesystem::path>& bundle)
 void AddPorts(CLI::App& app, PortsOptions& options)
 {
     CLI::App* const ports = app.add_subcommand("ports", "List the MIDI sources and destinations");
-    ports->add_flag("--json", options.json, "As one JSON object");
+    ports->add_flag("--json", options.json, "As one JSON object, or a line a port with --watch");
+    ports->add_flag("--watch", options.watch, "Then show those that come and go, until Ctrl-C");
 }
 
 void AddRunPorts(CLI::App& run, RawRun& raw)
@@ -63,6 +64,10 @@ void AddRunPorts(CLI::App& run, RawRun& raw)
         ->type_name("PORT");
     run.add_flag("--mtc", raw.mtc, "Send MTC (default, once --out was given)");
     run.add_flag("--no-mtc", raw.noMTC, "Send no MTC");
+}
+
+void AddPacing(CLI::App& run, RawRun& raw)
+{
     run.add_option("--mtc-pacing", raw.pacing,
            "on (default): each quarter frame leaves at its moment; off: four at a time")
         ->type_name("on|off");
@@ -88,15 +93,21 @@ void AddTransport(CLI::App& run, RawRun& raw)
         ->type_name("WHOSE");
 }
 
-void AddRunOptions(CLI::App& run, RawRun& raw)
+void AddSettings(CLI::App& app, std::filesystem::path& settings)
 {
-    AddRunPorts(run, raw);
-    AddTransport(run, raw);
-    AddBundle(run, raw.options.bundle);
-    run.add_option("--settings", raw.options.settings,
+    app.add_option("--settings", settings,
            "The file that keeps the ports (default " + host::SettingsFile::DefaultPath().string()
                + ")")
         ->type_name("FILE");
+}
+
+void AddRunOptions(CLI::App& run, RawRun& raw)
+{
+    AddRunPorts(run, raw);
+    AddPacing(run, raw);
+    AddTransport(run, raw);
+    AddBundle(run, raw.options.bundle);
+    AddSettings(run, raw.options.settings);
     run.add_flag("--no-revive", raw.noRevive,
         "Leave a plug-in that obeys nothing any more as it is (after several commands in one "
         "message, or a response)");
@@ -126,6 +137,23 @@ void AddPlay(CLI::App& app, RawPlay& raw)
     play->add_flag("--audio", raw.options.audio, "Play the video's sound");
     play->add_flag("--burn-in", raw.options.burnIn, "Time code over the picture");
     play->add_flag("--full-screen", raw.options.fullScreen, "Fill the screen (F11 changes it)");
+}
+
+void AddConnect(CLI::App& app, RawRun& raw)
+{
+    CLI::App* const connect
+        = app.add_subcommand("connect", "Choose the ports for the next time a deck runs");
+    AddRunPorts(*connect, raw);
+    AddBundle(*connect, raw.options.bundle);
+    AddSettings(*connect, raw.options.settings);
+}
+
+void AddConfigure(CLI::App& app, ConfigureOptions& options)
+{
+    CLI::App* const configure = app.add_subcommand(
+        "configure", "Open the plug-in's dialog: its ports, and MTC on or off");
+    AddBundle(*configure, options.bundle);
+    AddSettings(*configure, options.settings);
 }
 
 void AddDemo(CLI::App& app, DemoOptions& options)
@@ -227,15 +255,18 @@ LocateRate ParseLocateRate(const std::string& text)
     return LocateRate::Auto;
 }
 
-RunOptions Finish(const RawRun& raw)
+std::optional<bool> ParseMTC(const RawRun& raw)
 {
-    RunOptions options = raw.options;
     if (raw.mtc && raw.noMTC) {
         throw HostError("--mtc and --no-mtc contradict each other; give one of them");
     }
-    if (raw.mtc || raw.noMTC) {
-        options.mtc = raw.mtc;
-    }
+    return raw.mtc || raw.noMTC ? std::optional(raw.mtc) : std::nullopt;
+}
+
+RunOptions Finish(const RawRun& raw)
+{
+    RunOptions options = raw.options;
+    options.mtc = ParseMTC(raw);
     if (!raw.rate.empty()) {
         options.rate = ParseRate(raw.rate);
     }
@@ -249,6 +280,16 @@ RunOptions Finish(const RawRun& raw)
     options.revive = !raw.noRevive;
     CheckPorts(options);
     return options;
+}
+
+ConnectOptions FinishConnect(const RawRun& raw)
+{
+    if (!raw.options.in && !raw.options.out) {
+        throw HostError("connect needs --in and --out; `korva-deck ports` lists the ports");
+    }
+    CheckPorts(raw.options);
+    return {
+        *raw.options.in, *raw.options.out, ParseMTC(raw), raw.options.bundle, raw.options.settings};
 }
 
 // Rate, start and end as the file has them, unless the command line says otherwise.
@@ -327,8 +368,14 @@ Command ParseCommandLine(const std::vector<std::string>& arguments)
     run.options.settings = host::SettingsFile::DefaultPath();
     RawPlay play;
     play.run.options.settings = run.options.settings;
+    RawRun connect;
+    connect.options.settings = run.options.settings;
+    ConfigureOptions configure;
+    configure.settings = run.options.settings;
     DemoOptions demo;
     AddPorts(app, ports);
+    AddConnect(app, connect);
+    AddConfigure(app, configure);
     AddRun(app, run);
     AddPlay(app, play);
     AddDemo(app, demo);
@@ -351,6 +398,12 @@ Command ParseCommandLine(const std::vector<std::string>& arguments)
     }
     if (used == "run") {
         return Finish(run);
+    }
+    if (used == "connect") {
+        return FinishConnect(connect);
+    }
+    if (used == "configure") {
+        return configure;
     }
     if (used == "play") {
         return Finish(play);

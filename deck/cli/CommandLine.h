@@ -16,6 +16,20 @@ namespace deck::cli {
 
 struct PortsOptions {
     bool json = false;
+    bool watch = false;
+};
+
+struct ConnectOptions {
+    std::string in;
+    std::string out;
+    std::optional<bool> mtc;
+    std::optional<std::filesystem::path> bundle;
+    std::filesystem::path settings;
+};
+
+struct ConfigureOptions {
+    std::optional<std::filesystem::path> bundle;
+    std::filesystem::path settings;
 };
 
 struct RunOptions {
@@ -56,7 +70,13 @@ struct PrintOptions {
     std::string text;
 };
 
-using Command = std::variant<PortsOptions, RunOptions, PlayOptions, DemoOptions, PrintOptions>;
+using Command = std::variant<PortsOptions,
+    ConnectOptions,
+    ConfigureOptions,
+    RunOptions,
+    PlayOptions,
+    DemoOptions,
+    PrintOptions>;
 
 /// `arguments` without the program's name. Throws HostError, whose line says what was wrong and
 /// what would be right.

@@ -1,6 +1,7 @@
 // korva-deck: reads the command line and does one thing.
 
 #include "deck/cli/CommandLine.h"
+#include "deck/cli/ConnectCommand.h"
 #include "deck/cli/DemoCommand.h"
 #include "deck/cli/PortsCommand.h"
 #include "deck/cli/RunCommand.h"
@@ -22,7 +23,12 @@ struct Execute {
         std::cout << options.text;
         return kExitDone;
     }
-    int operator()(const cli::PortsOptions& options) const { return cli::ListPorts(options); }
+    int operator()(const cli::PortsOptions& options) const
+    {
+        return options.watch ? cli::WatchPorts(options, signals) : cli::ListPorts(options);
+    }
+    int operator()(const cli::ConnectOptions& options) const { return cli::ConnectPorts(options); }
+    int operator()(const cli::ConfigureOptions& options) const { return cli::Configure(options); }
     int operator()(const cli::RunOptions& options) const { return cli::RunDeck(options, signals); }
     int operator()(const cli::PlayOptions& options) const
     {

@@ -3,6 +3,8 @@
 #include "deck/host/HostError.h"
 #include "kelcore/utility/UTF16String.h"
 
+#include <KorvaMIDIService/KorvaMIDIService.h>
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
@@ -129,7 +131,8 @@ std::vector<MidiPort> ListPorts(PortDirection direction)
         const MIDIEndpointRef endpoint = isSource ? MIDIGetSource(i) : MIDIGetDestination(i);
         // A port that went away since it was counted is 0
         if (endpoint != 0) {
-            ports.push_back({UniqueIDOf(endpoint), DisplayNameOf(endpoint), direction});
+            ports.push_back({UniqueIDOf(endpoint), DisplayNameOf(endpoint), direction,
+                KorvaMIDIServiceIsAmbiguous(endpoint) != 0});
         }
     }
     return ports;

@@ -22,6 +22,7 @@ struct MidiPort {
     MIDIUniqueID id = 0;
     std::string name; // UTF-8
     PortDirection direction = PortDirection::Source;
+    bool isAmbiguous = false; // cannot be told from another one, now or the next time
 
     bool operator==(const MidiPort&) const = default;
 };

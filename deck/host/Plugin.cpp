@@ -105,6 +105,13 @@ void PluginInstance::SetSettings(const std::string& settings)
     Check(mPluginSuite->SetPluginSettings(mInstance, text.get()), "take its settings");
 }
 
+bool PluginInstance::RunConfigurationDialog()
+{
+    std::uint8_t changed = 0;
+    Check(mPluginSuite->RunConfigurationDialog(mInstance, nullptr, &changed), "run its dialog");
+    return changed != 0;
+}
+
 void PluginInstance::Connect()
 {
     Disconnect();

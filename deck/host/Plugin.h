@@ -55,6 +55,9 @@ public:
     std::string Settings() const;
     void SetSettings(const std::string& settings);
 
+    /// The plug-in's own dialog; true where the user changed something. [host, may block]
+    bool RunConfigurationDialog();
+
     void Connect();
     void Disconnect();
     bool IsConnected() const noexcept { return mSurface != nullptr; }

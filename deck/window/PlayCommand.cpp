@@ -1,5 +1,6 @@
 #include "deck/window/PlayCommand.h"
 
+#include "deck/cli/RequireDisplay.h"
 #include "deck/host/HostError.h"
 #include "deck/window/DeckWindow.h"
 #include "deck/window/WindowDeck.h"
@@ -8,30 +9,16 @@
 #include <QSocketNotifier>
 #include <QTimer>
 
-#include <cstdlib>
-
 namespace deck::window {
 namespace {
 
 constexpr int kSignalPollMillis = 100;
 
-// Qt ends the process where it finds no display; a deck says what to do instead.
-void RequireDisplay()
-{
-    const auto isSet = [](const char* name) {
-        const char* value = std::getenv(name);
-        return value != nullptr && *value != '\0';
-    };
-    if (!isSet("DISPLAY") && !isSet("WAYLAND_DISPLAY") && !isSet("QT_QPA_PLATFORM")) {
-        throw HostError("there is no display for a window; `korva-deck run` needs none");
-    }
-}
-
 } // namespace
 
 int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signals)
 {
-    RequireDisplay();
+    cli::RequireDisplay("a window", "`korva-deck run` needs none");
     int argumentCount = 1;
     char name[] = "korva-deck";
     char* arguments[] = {name, nullptr};

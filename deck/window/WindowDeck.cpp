@@ -5,8 +5,6 @@
 #include "deck/protocol/MMCDecoder.h"
 #include "kelcore/utility/HighPrecisionTime.h"
 
-#include <KorvaMIDIService/KorvaMIDIService.h>
-
 #include <cstdio>
 #include <utility>
 
@@ -34,9 +32,7 @@ std::vector<PortChoice> Choices(host::PortDirection direction)
 {
     std::vector<PortChoice> choices;
     for (const host::MidiPort& port : host::ListPorts(direction)) {
-        const auto endpoint = host::FindEndpoint(port.id, direction);
-        const bool isAmbiguous = endpoint && KorvaMIDIServiceIsAmbiguous(*endpoint) != 0;
-        choices.push_back({port.id, port.name, isAmbiguous});
+        choices.push_back({port.id, port.name, port.isAmbiguous});
     }
     return choices;
 }

@@ -9,8 +9,8 @@ namespace {
 using host::MidiPort;
 using host::PortDirection;
 
-const std::vector<MidiPort> kPorts = {
-    {-2147483648, "Desk \"A\"", PortDirection::Source}, {12, "Chaser", PortDirection::Destination}};
+const std::vector<MidiPort> kPorts = {{-2147483648, "Desk \"A\"", PortDirection::Source, false},
+    {12, "Chaser", PortDirection::Destination, true}};
 
 TEST(PortsCommand, ListsIDsDirectionsAndNames)
 {
@@ -18,7 +18,7 @@ TEST(PortsCommand, ListsIDsDirectionsAndNames)
         "MIDI service: jack\n"
         "          ID  direction    name\n"
         " -2147483648  source       Desk \"A\"\n"
-        "          12  destination  Chaser\n");
+        "          12  destination  Chaser  (ambiguous: cannot be told from another)\n");
 }
 
 TEST(PortsCommand, SaysThatThereAreNone)
@@ -35,7 +35,23 @@ TEST(PortsCommand, ListsThemAsJSON)
     EXPECT_EQ(json["ports"][0]["id"], -2147483648);
     EXPECT_EQ(json["ports"][0]["direction"], "source");
     EXPECT_EQ(json["ports"][0]["name"], "Desk \"A\"");
+    EXPECT_EQ(json["ports"][0]["ambiguous"], false);
     EXPECT_EQ(json["ports"][1]["direction"], "destination");
+    EXPECT_EQ(json["ports"][1]["ambiguous"], true);
+}
+
+TEST(PortsCommand, TellsWhatComesAndGoes)
+{
+    const std::vector<MidiPort> before{kPorts[0]};
+    const std::vector<MidiPort> after{kPorts[1]};
+
+    EXPECT_EQ(PortChanges(before, before, false), "");
+    EXPECT_EQ(PortChanges(before, after, false),
+        "- -2147483648  source       Desk \"A\"\n"
+        "+           12  destination  Chaser  (ambiguous: cannot be told from another)\n");
+    EXPECT_EQ(PortChanges({}, after, true),
+        R"({"event":"added","id":12,"direction":"destination","name":"Chaser","ambiguous":true})"
+        "\n");
 }
 
 } // namespace
