@@ -102,8 +102,9 @@ JackServer::~JackServer()
 
 void JackServer::Start()
 {
-    mProcess = Spawn(
-        {"jackd", "-n", mName.text, "-r", "-p", "256", "-d", "dummy", "-r", "48000", "-p", "128"});
+    // Synchronous, so that on a busy machine the server waits instead of leaving us out.
+    mProcess = Spawn({"jackd", "-n", mName.text, "-r", "-S", "-t", "10000", "-p", "256", "-d",
+        "dummy", "-r", "48000", "-p", "256"});
     ASSERT_GT(mProcess, 0);
     // In a process of its own: libjack crashes in a process where one client is opened while
     // the server of another has died.

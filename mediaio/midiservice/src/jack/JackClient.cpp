@@ -179,6 +179,12 @@ bool JackClient::Activate()
             static_cast<JackClient*>(self)->OnPort(id, isThere != 0);
         },
         this);
+    jack_set_client_registration_callback(
+        client,
+        [](const char*, int, void* self) {
+            static_cast<JackClient*>(self)->mListener.OnJackPortsChanged();
+        },
+        this);
     jack_set_port_rename_callback(
         client,
         [](jack_port_id_t, const char* oldName, const char*, void* self) {
@@ -202,17 +208,19 @@ void JackClient::OnPort(jack_port_id_t id, bool isThere) noexcept
 {
     {
         const jack_port_t* port = jack_port_by_id(mClient.get(), id);
-        const char* name = port != nullptr ? jack_port_name(port) : nullptr;
-        const bool hasName = name != nullptr && *name != '\0';
+        const char* asked = port != nullptr ? jack_port_name(port) : nullptr;
         const std::lock_guard lock(mNamesMutex);
-        if (isThere && hasName)
+        std::string name = asked != nullptr ? asked : "";
+        if (name.empty() && mNamesByID.count(id) > 0)
+            name = mNamesByID[id];
+        if (isThere) {
             mNamesByID[id] = name;
-        if (!isThere && hasName)
-            mEnded.insert(name);
-        if (!isThere && mNamesByID.count(id) > 0)
-            mEnded.insert(mNamesByID[id]);
-        if (!isThere)
+            mEnding.erase(name);
+        } else {
             mNamesByID.erase(id);
+            mEnding.insert(name);
+            mEnded.insert(name);
+        }
     }
     mListener.OnJackPortsChanged();
 }
@@ -234,15 +242,29 @@ std::set<std::string> JackClient::TakeEndedPorts()
     return std::exchange(mEnded, {});
 }
 
-std::vector<JackPort> JackClient::ListPorts() const
+// Ports of a client that is closing are announced as ended, and listed for some time still.
+std::set<std::string> JackClient::EndingPorts(const char* const* listed)
+{
+    const std::lock_guard lock(mNamesMutex);
+    std::set<std::string> stillListed;
+    for (; listed != nullptr && *listed != nullptr; ++listed)
+        if (mEnding.count(*listed) > 0)
+            stillListed.insert(*listed);
+    mEnding = stillListed;
+    return stillListed;
+}
+
+std::vector<JackPort> JackClient::ListPorts()
 {
     jack_client_t* client = mClient.get();
     const std::unique_ptr<const char*[], JackFree> names(
         jack_get_ports(client, nullptr, JACK_DEFAULT_MIDI_TYPE, 0));
+    const std::set<std::string> ending = EndingPorts(names.get());
     std::vector<JackPort> ports;
     for (std::size_t index = 0; names && names[index] != nullptr; ++index) {
         const jack_port_t* port = jack_port_by_name(client, names[index]);
-        if (port == nullptr || jack_port_is_mine(client, port) != 0)
+        if (port == nullptr || jack_port_is_mine(client, port) != 0
+            || ending.count(names[index]) > 0)
             continue;
         const bool sends = (jack_port_flags(port) & JackPortIsOutput) != 0;
         ports.push_back({sends ? Direction::Source : Direction::Destination, NamesOf(port)});

@@ -55,7 +55,7 @@ public:
     JackClient& operator=(const JackClient&) = delete;
     ~JackClient();
 
-    std::vector<JackPort> ListPorts() const;
+    std::vector<JackPort> ListPorts();
     /// Full names of ports that ended since the last call: one that is there again is new.
     std::set<std::string> TakeEndedPorts();
 
@@ -115,6 +115,7 @@ private:
     bool ReadInput(EndpointKey origin, void* buffer, const Cycle& cycle) noexcept;
     bool StoreEvent(
         EndpointKey origin, HostTime time, const std::uint8_t* bytes, std::size_t length) noexcept;
+    std::set<std::string> EndingPorts(const char* const* listed);
     void OnPort(jack_port_id_t id, bool isThere) noexcept;
     void OnRenamed(const char* oldName) noexcept;
 
@@ -132,7 +133,8 @@ private:
 
     std::mutex mNamesMutex; // for libjack's notification thread
     std::map<jack_port_id_t, std::string> mNamesByID;
-    std::set<std::string> mEnded;
+    std::set<std::string> mEnding; // announced as ended, and not as begun since
+    std::set<std::string> mEnded;  // since they were last taken
 
     std::unique_ptr<jack_client_t, Closer> mClient; // the last: closed before all it calls goes
 };
