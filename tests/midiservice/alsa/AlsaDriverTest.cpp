@@ -72,8 +72,8 @@ TEST_F(AlsaDriverTest, DoesNotListThePrivatePortsOfAnotherProcess)
 
 TEST_F(AlsaDriverTest, ReceivesWhatAmidiWrites)
 {
-    Host host;
     Inbox inbox;
+    Host host;
     ASSERT_TRUE(host.Connect(host.Expect(Direction::Source, kCardPort).ref, inbox));
 
     WriteToCard(kPlay);
@@ -84,9 +84,9 @@ TEST_F(AlsaDriverTest, ReceivesWhatAmidiWrites)
 
 TEST_F(AlsaDriverTest, ReceivesNothingAfterDisconnecting)
 {
-    Host host;
     Inbox silent;
     Inbox inbox;
+    Host host;
     const MIDIEndpointRef source = host.Expect(Direction::Source, kCardPort).ref;
     host.Connect(source, silent);
     host.service.DisconnectSource(host.input, source);
@@ -102,8 +102,8 @@ TEST_F(AlsaDriverTest, ReceivesNothingAfterDisconnecting)
 
 TEST_F(AlsaDriverTest, RepeatsTheStatusByteOfEveryMessage)
 {
-    Host host;
     Inbox inbox;
+    Host host;
     host.Connect(host.Expect(Direction::Source, kCardPort).ref, inbox);
 
     WriteToCard({0x90, 0x3C, 0x40, 0x3E, 0x41}); // running status
@@ -114,8 +114,8 @@ TEST_F(AlsaDriverTest, RepeatsTheStatusByteOfEveryMessage)
 
 TEST_F(AlsaDriverTest, DeliversAShortSysExInOnePacket)
 {
-    Host host;
     Inbox inbox;
+    Host host;
     host.Connect(host.Expect(Direction::Source, kCardPort).ref, inbox);
 
     WriteToCard(LongSysEx(256));
@@ -126,8 +126,8 @@ TEST_F(AlsaDriverTest, DeliversAShortSysExInOnePacket)
 
 TEST_F(AlsaDriverTest, DeliversALongSysExInSeveralPacketsAndWhole)
 {
-    Host host;
     Inbox inbox;
+    Host host;
     host.Connect(host.Expect(Direction::Source, kCardPort).ref, inbox);
 
     WriteToCard(LongSysEx(2000));
@@ -145,8 +145,8 @@ TEST_F(AlsaDriverTest, DeliversALongSysExInSeveralPacketsAndWhole)
 
 TEST_F(AlsaDriverTest, KeepsRealTimeBytesOutOfAShortSysEx)
 {
-    Host host;
     Inbox inbox;
+    Host host;
     host.Connect(host.Expect(Direction::Source, kCardPort).ref, inbox);
 
     WriteToCard({0xF0, 0x7F, 0x7F, 0xF8, 0x06, 0x02, 0xFE, 0xF7});
@@ -206,8 +206,8 @@ TEST_F(AlsaDriverTest, PublishesAVirtualSource)
 
 TEST_F(AlsaDriverTest, PublishesAVirtualDestination)
 {
-    Host host("Korva deck");
     Inbox inbox;
+    Host host("Korva deck");
     MIDIEndpointRef destination = 0;
     host.service.CreateVirtualDestination(
         host.client, "Deck in", &Inbox::Receive, &inbox, destination);
@@ -226,11 +226,11 @@ TEST_F(AlsaDriverTest, PublishesAVirtualDestination)
 
 TEST_F(AlsaDriverTest, IsHeardByAnotherProcessUnderTheSameID)
 {
+    Inbox inbox;
     Host publisher("Korva deck");
     Host other("Korva other");
     MIDIEndpointRef source = 0;
     publisher.service.CreateVirtualSource(publisher.client, "Deck out", source);
-    Inbox inbox;
 
     const Host::Endpoint seen = other.Expect(Direction::Source, "Deck out");
     ASSERT_TRUE(other.Connect(seen.ref, inbox));
@@ -323,11 +323,11 @@ TEST_F(AlsaDriverTest, GivesTheCardTheSameIDUnderAnotherNumber)
 
 TEST_F(AlsaDriverTest, NeverWaitsForAReaderThatHasStopped)
 {
+    Inbox inbox;
     Program stopped("exec aseqdump");
     Host host;
     const MIDIEndpointRef deaf = host.Expect(Direction::Destination, "aseqdump").ref;
     const MIDIEndpointRef alive = host.Expect(Direction::Destination, "Midi Through").ref;
-    Inbox inbox;
     host.Connect(host.Expect(Direction::Source, "Midi Through").ref, inbox);
     stopped.Stop();
 
@@ -353,12 +353,12 @@ TEST_F(AlsaDriverTest, NeverWaitsForAReaderThatHasStopped)
 
 TEST_F(AlsaDriverTest, CountsWhatAStalledReceiverLosesAndGoesOn)
 {
+    Inbox inbox;
+    std::mutex stall;
     Host publisher("Korva deck");
     MIDIEndpointRef source = 0;
     publisher.service.CreateVirtualSource(publisher.client, "Deck out", source);
     Host host;
-    Inbox inbox;
-    std::mutex stall;
     inbox.onPacket = [&stall](const Bytes&) { const std::lock_guard lock(stall); };
     ASSERT_TRUE(host.Connect(host.Expect(Direction::Source, "Deck out").ref, inbox));
     {
@@ -384,9 +384,9 @@ TEST_F(AlsaDriverTest, CountsWhatAStalledReceiverLosesAndGoesOn)
 
 TEST_F(AlsaDriverTest, SendsAtTheGivenTime)
 {
-    Host host;
     Inbox inbox;
     std::atomic<HostTime> arrived{0};
+    Host host;
     inbox.onPacket = [&arrived](const Bytes&) { arrived.store(Now()); };
     host.Connect(host.Expect(Direction::Source, "Midi Through").ref, inbox);
     MIDIPacketList list{};
@@ -406,8 +406,8 @@ TEST_F(AlsaDriverTest, SendsAtTheGivenTime)
 
 TEST_F(AlsaDriverTest, DropsWhatIsFlushedBeforeItsTime)
 {
-    Host host;
     Inbox inbox;
+    Host host;
     host.Connect(host.Expect(Direction::Source, "Midi Through").ref, inbox);
     const MIDIEndpointRef destination = host.Expect(Direction::Destination, "Midi Through").ref;
     MIDIPacketList list{};
@@ -428,8 +428,8 @@ TEST_F(AlsaDriverTest, DropsWhatIsFlushedBeforeItsTime)
 
 TEST_F(AlsaDriverTest, OutlivesTheAttemptToTakeItsModulesAway)
 {
-    Host host;
     Inbox inbox;
+    Host host;
     const Host::Endpoint before = host.Expect(Direction::Source, kCardPort);
     ASSERT_TRUE(host.Connect(before.ref, inbox));
 
@@ -443,8 +443,8 @@ TEST_F(AlsaDriverTest, OutlivesTheAttemptToTakeItsModulesAway)
 
 TEST_F(AlsaDriverTest, FollowsACardWhoseModuleGoesAndComesBack)
 {
-    Host host;
     Inbox inbox;
+    Host host;
     const Host::Endpoint before = host.Expect(Direction::Source, kCardPort);
     Shell("rmmod snd_virmidi");
     ASSERT_TRUE(host.WaitUntilGone(Direction::Source, kCardPort));

@@ -100,6 +100,7 @@ TEST_F(AlsaHotPlugTest, FindsAnInterfaceWithASerialNumberInAnySocket)
 
 TEST_F(AlsaHotPlugTest, TellsTwoOfAKindApartByTheirSerialNumbers)
 {
+    Inbox inbox;
     Host host;
     Interface first("g1", "Lab Surface", "SER1", 1);
     Interface second("g2", "Lab Surface", "SER2", 1);
@@ -120,7 +121,6 @@ TEST_F(AlsaHotPlugTest, TellsTwoOfAKindApartByTheirSerialNumbers)
 
     ASSERT_TRUE(Eventually([&] { return host.IDs(Direction::Source, "Lab Surface").size() == 2; }));
     EXPECT_EQ(host.IDs(Direction::Source, "Lab Surface"), both);
-    Inbox inbox;
     ASSERT_TRUE(host.Connect(host.service.FindEndpoint(firstID), inbox));
     second.Play(kStop);
     first.Play(kPlay);
@@ -152,6 +152,7 @@ TEST_F(AlsaHotPlugTest, TellsTwoOfAKindApartByTheirSockets)
 
 TEST_F(AlsaHotPlugTest, CallsTwoWithTheSameSerialNumberAmbiguous)
 {
+    Inbox inbox;
     Interface first("g1", "Lab Surface", "0", 1);
     Interface second("g2", "Lab Surface", "0", 1);
     second.Plug(1);
@@ -167,7 +168,6 @@ TEST_F(AlsaHotPlugTest, CallsTwoWithTheSameSerialNumberAmbiguous)
     for (const auto& [id, isAmbiguous] : both)
         EXPECT_TRUE(isAmbiguous);
     // By socket, whichever came first.
-    Inbox inbox;
     IdentityFacts facts
         = HardwareIdentity({"1d6b", "0104", "0", "00", "", "", ""}, Direction::Source, 0, "");
     ASSERT_TRUE(host.Connect(host.service.FindEndpoint(UniqueID(facts, 0)), inbox));
@@ -181,8 +181,8 @@ TEST_F(AlsaHotPlugTest, CallsTwoWithTheSameSerialNumberAmbiguous)
 
 TEST_F(AlsaHotPlugTest, GoesOnReceivingAfterAReplug)
 {
-    Host host;
     Inbox inbox;
+    Host host;
     Interface surface("g1", "Lab Surface", "SER1", 1);
     surface.Plug(0);
     ASSERT_TRUE(host.Connect(host.Expect(Direction::Source, "Lab Surface").ref, inbox));
@@ -202,10 +202,10 @@ TEST_F(AlsaHotPlugTest, GoesOnReceivingAfterAReplug)
 
 TEST_F(AlsaHotPlugTest, GoesOnAfterPlugCyclesAtFullSpeed)
 {
+    Inbox inbox;
     const char* wanted = std::getenv("KORVA_PLUG_CYCLES");
     const int cycles = wanted != nullptr ? std::atoi(wanted) : 10;
     Host host;
-    Inbox inbox;
     Interface surface("g1", "Lab Surface", "SER1", 1);
     surface.Plug(0);
     const Host::Endpoint source = host.Expect(Direction::Source, "Lab Surface");

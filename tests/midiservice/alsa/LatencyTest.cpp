@@ -96,10 +96,10 @@ class LatencyTest : public SequencerTest {
 protected:
     void Measure(const char* when)
     {
-        Host host;
         Arrivals mine;
         Arrivals plain;
         Inbox inbox;
+        Host host;
         inbox.onPacket = [&mine](const Bytes& bytes) { mine.Note(NumberIn(bytes.data())); };
         ASSERT_TRUE(host.Connect(host.Expect(Direction::Source, kCardPortName).ref, inbox));
         const PlainReader reader(plain);

@@ -93,7 +93,7 @@ private:
     std::string mName;
 };
 
-/// What a port or a virtual destination has received.
+/// What a port or a virtual destination has received. To be made before the host that fills it.
 class Inbox {
 public:
     static void Receive(const MIDIPacketList* packets, void* inbox, void* connection);

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
+#include <mutex>
 #include <string>
 
 #include <unistd.h>
@@ -12,6 +12,9 @@
 namespace midiservice::alsa {
 
 namespace {
+
+// libudev keeps a random number for its hash tables in a place that all its objects share.
+std::mutex sLibudevMutex;
 
 std::string Text(const char* text)
 {
@@ -94,9 +97,11 @@ bool IsFinished(udev_device* card)
 } // namespace
 
 CardWatch::CardWatch()
-    : mUdev(udev_new())
-    , mMonitor(mUdev ? udev_monitor_new_from_netlink(mUdev.get(), "udev") : nullptr)
 {
+    const std::lock_guard lock(sLibudevMutex);
+    mUdev.reset(udev_new());
+    if (mUdev)
+        mMonitor.reset(udev_monitor_new_from_netlink(mUdev.get(), "udev"));
     if (!mMonitor)
         return;
     udev_monitor_filter_add_match_subsystem_devtype(mMonitor.get(), "sound", nullptr);
@@ -111,6 +116,7 @@ int CardWatch::Descriptor() const noexcept
 
 bool CardWatch::Drain()
 {
+    const std::lock_guard lock(sLibudevMutex);
     bool any = false;
     while (mMonitor) {
         const std::unique_ptr<udev_device, Deleter> device(
@@ -129,6 +135,7 @@ CardFacts CardWatch::Read(int card) const
     facts.hardware.card = CardName(card);
     if (!mUdev)
         return facts;
+    const std::lock_guard lock(sLibudevMutex);
     const std::string name = "card" + std::to_string(card);
     const std::unique_ptr<udev_device, Deleter> device(
         udev_device_new_from_subsystem_sysname(mUdev.get(), "sound", name.c_str()));

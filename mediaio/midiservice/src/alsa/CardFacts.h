@@ -17,7 +17,7 @@ struct CardFacts {
     bool isComplete = false;
 };
 
-/// Looks cards up, and hears of changes to them. For one thread at a time.
+/// Looks cards up, and hears of changes to them. Each object is for one thread at a time.
 class CardWatch {
 public:
     CardWatch();
