@@ -103,11 +103,9 @@ bool MtcPacer::TryPush(const Cycle& cycle) noexcept
 
 void MtcPacer::OnMessage(ByteView bytes, std::chrono::nanoseconds arrival) noexcept
 {
-    if (!mOptions.enabled)
-        mOutput.Send(bytes, Time(0));
-    else if (bytes.size() == 2 && bytes[0] == kQuarterFrameStatus)
+    if (mOptions.enabled && bytes.size() == 2 && bytes[0] == kQuarterFrameStatus)
         OnQuarterFrame(bytes, arrival);
-    else if (DecodeFullFrame(bytes))
+    else if (mOptions.enabled && DecodeFullFrame(bytes))
         OnFullFrame(bytes, arrival);
     else
         mOutput.Send(bytes, Time(0));

@@ -11,7 +11,7 @@ namespace deck {
 namespace {
 
 constexpr std::int64_t kNanosPerSecond = 1'000'000'000;
-constexpr int kMinutesPerDay = 24 * 60;
+constexpr FrameNumber kMinutesPerDay = 24 * 60;
 constexpr FrameNumber kDropFramesPerMinute = 30 * 60 - 2;
 constexpr FrameNumber kDropFramesPerTenMinutes = 10 * kDropFramesPerMinute + 2;
 
@@ -324,7 +324,7 @@ FrameNumber FieldsToFrame(const std::array<int, 4>& values, FrameRate rate)
 {
     if (rate.IsDrop())
         return DropToFrame(values);
-    const FrameNumber seconds = (values[0] * 60 + values[1]) * 60 + values[2];
+    const FrameNumber seconds = FrameNumber{values[0] * 60 + values[1]} * 60 + values[2];
     return seconds * rate.NominalFps() + values[3];
 }
 
@@ -415,7 +415,7 @@ std::uint8_t FrameRate::MtcCode() const noexcept
 
 FrameNumber FrameRate::FramesPerDay() const noexcept
 {
-    const FrameNumber all = FrameNumber{kMinutesPerDay} * 60 * NominalFps();
+    const FrameNumber all = kMinutesPerDay * 60 * NominalFps();
     return IsDrop() ? all - 2 * (kMinutesPerDay - kMinutesPerDay / 10) : all;
 }
 

@@ -74,6 +74,16 @@ TEST(MtcDecoder, DoesNotMixTwoCycles)
     EXPECT_EQ(readings, 0);
 }
 
+TEST(MtcDecoder, NeedsACycleInOneDirectionAfterATurn)
+{
+    MtcDecoder decoder;
+    int readings = 0;
+    for (const int piece : {0, 1, 2, 3, 4, 5, 6, 5, 4, 3, 2, 1, 0})
+        readings += decoder.Feed(Piece({{1, 2, 3, 4, false}, 1}, piece)).has_value();
+    EXPECT_EQ(readings, 0);
+    EXPECT_EQ(decoder.Direction(), MtcDirection::kReverse);
+}
+
 TEST(MtcDecoder, IgnoresOtherMessages)
 {
     MtcDecoder decoder;
