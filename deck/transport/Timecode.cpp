@@ -11,7 +11,7 @@ namespace deck {
 namespace {
 
 constexpr std::int64_t kNanosPerSecond = 1'000'000'000;
-constexpr FrameNumber kMinutesPerDay = 24 * 60;
+constexpr FrameNumber kMinutesPerDay = 1440;
 constexpr FrameNumber kDropFramesPerMinute = 30 * 60 - 2;
 constexpr FrameNumber kDropFramesPerTenMinutes = 10 * kDropFramesPerMinute + 2;
 
