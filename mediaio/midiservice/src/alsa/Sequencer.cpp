@@ -19,7 +19,7 @@ constexpr std::size_t kPoolEvents = 2000;
 
 // Holds the longest event that the pool can bring (28 bytes a cell): one that did not fit
 // would stay in front of the queue for ever.
-constexpr std::size_t kInputBufferBytes = 64 * 1024;
+constexpr std::size_t kInputBufferBytes = 65536;
 
 struct SubscriptionDeleter {
     void operator()(snd_seq_port_subscribe_t* it) const { snd_seq_port_subscribe_free(it); }
