@@ -6,6 +6,7 @@
 #include <QtCore/QThread>
 #include <QtWidgets/QApplication>
 
+#include <atomic>
 #include <condition_variable>
 #include <exception>
 #include <mutex>
@@ -25,7 +26,7 @@ public:
     }
 
     /// Whether the calling thread is this one, inside a job.
-    static bool IsCurrent() { return tIsCurrent; }
+    bool IsCurrent() const { return mThread == std::this_thread::get_id(); }
 
     /// The host's QCoreApplication, or null. While a job runs, the one that exists is ours.
     QCoreApplication* HostApplication()
@@ -63,7 +64,7 @@ private:
 
     void Loop()
     {
-        tIsCurrent = true;
+        mThread = std::this_thread::get_id();
         std::unique_lock lock(mMutex);
         for (;;) {
             mChanged.wait(lock, [this] { return mJob != nullptr; });
@@ -77,15 +78,12 @@ private:
         }
     }
 
-    static thread_local bool tIsCurrent;
-
     std::mutex mMutex;
     std::condition_variable mChanged;
-    Job* mJob = nullptr;   // guarded by mMutex
-    bool mStarted = false; // guarded by mMutex
+    std::atomic<std::thread::id> mThread; // written by the thread itself
+    Job* mJob = nullptr;                  // guarded by mMutex
+    bool mStarted = false;                // guarded by mMutex
 };
-
-thread_local bool ToolkitThread::tIsCurrent = false;
 
 /// One call of a host's GUI thread.
 class Errand {
@@ -118,7 +116,7 @@ private:
             std::unique_lock lock(sMutex);
             Errand& errand = mErrand;
             lock.unlock();
-            deleteLater();
+            delete this; // not deleteLater: the host may leave its event loop right after this
             Do(errand);
         }
 
@@ -172,7 +170,7 @@ std::string RunOnGUIThread(const std::function<void()>& function)
         }
     };
     std::string whyNot;
-    if (ToolkitThread::IsCurrent()) {
+    if (ToolkitThread::Instance().IsCurrent()) {
         guarded();
     } else if (auto* host = ToolkitThread::Instance().HostApplication(); host != nullptr) {
         whyNot = RunInHostApplication(*host, guarded);

@@ -147,9 +147,7 @@ public:
     }
     ~Host()
     {
-        if (mDialog.joinable()) {
-            mDialog.join();
-        }
+        JoinDialog();
         mFunctions.DeletePluginInstance(mPlugin);
         mFunctions.Shutdown();
         MIDIClientDispose(mClient);
@@ -165,9 +163,11 @@ public:
             MIDIEndpointDispose(mSources[argument]);
             Say("dropped");
         } else if (command == "set") {
+            JoinDialog();
             const KORVASDK_String settings{std::u16string(argument.begin(), argument.end())};
             Say(mSuite->SetPluginSettings(mPlugin, &settings) == kSuccess ? "set" : "refused");
         } else if (command == "get") {
+            JoinDialog();
             KORVASDK_String* settings = nullptr;
             mSuite->GetPluginSettings(mPlugin, &settings);
             Say("settings " + std::string(settings->text.begin(), settings->text.end()));
@@ -192,12 +192,17 @@ private:
         return id;
     }
 
-    // On another thread each time, as hosts do as they like.
-    void Open(const std::string& parent)
+    void JoinDialog()
     {
         if (mDialog.joinable()) {
             mDialog.join();
         }
+    }
+
+    // On another thread each time, as hosts do as they like.
+    void Open(const std::string& parent)
+    {
+        JoinDialog();
         const auto window = parent.empty() ? 0 : std::stoul(parent);
         mDialog = std::thread([this, window] {
             uint8_t changed = 0xFF;
