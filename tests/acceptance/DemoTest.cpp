@@ -36,7 +36,7 @@ TEST_F(DemoTest, ChoosesTheBuiltInServiceByItself)
 
 TEST_F(DemoTest, FailsWhenACommandDoesNotArrive)
 {
-    EXPECT_EQ(Run({"demo", "--lose", "RECORD PAUSE"}), 1);
+    EXPECT_EQ(Run({"demo", "--lose", "EJECT"}), 1);
 
     EXPECT_THAT(mOutput, HasSubstr("the bytes did not arrive"));
     EXPECT_THAT(mOutput, HasSubstr("did not do what they should"));

@@ -122,7 +122,7 @@ JackPeer::~JackPeer()
 void JackPeer::SendInOneCycle(const std::vector<Bytes>& messages)
 {
     const std::lock_guard lock(mMutex);
-    mToSend.insert(mToSend.end(), messages.begin(), messages.end());
+    mToSend.push_back(messages);
 }
 
 std::optional<Bytes> JackPeer::WaitFor(const std::function<bool(const Bytes&)>& fits)
@@ -131,8 +131,8 @@ std::optional<Bytes> JackPeer::WaitFor(const std::function<bool(const Bytes&)>& 
     std::unique_lock lock(mMutex);
     for (;;) {
         while (mNext < mReceived.size()) {
-            if (fits(mReceived[mNext++])) {
-                return mReceived[mNext - 1];
+            if (fits(mReceived[mNext++].bytes)) {
+                return mReceived[mNext - 1].bytes;
             }
         }
         if (mChanged.wait_until(lock, end) == std::cv_status::timeout) {
@@ -144,6 +144,12 @@ std::optional<Bytes> JackPeer::WaitFor(const std::function<bool(const Bytes&)>& 
 std::optional<Bytes> JackPeer::WaitFor(const Bytes& message)
 {
     return WaitFor([&message](const Bytes& received) { return received == message; });
+}
+
+std::vector<JackPeer::Arrival> JackPeer::Received()
+{
+    const std::lock_guard lock(mMutex);
+    return mReceived;
 }
 
 int JackPeer::OnProcess(jack_nframes_t frames, void* self)
@@ -159,16 +165,22 @@ void JackPeer::Process(jack_nframes_t frames)
     jack_midi_clear_buffer(out);
     // Received messages must not be lost, and a client without hardware may be a little late
     const std::lock_guard lock(mMutex);
-    jack_nframes_t frame = 0;
-    for (const Bytes& message : mToSend) {
-        jack_midi_event_write(out, frame++, message.data(), message.size());
+    if (!mToSend.empty()) {
+        jack_nframes_t frame = 0;
+        for (const Bytes& message : mToSend.front()) {
+            jack_midi_event_write(out, frame++, message.data(), message.size());
+        }
+        mToSend.pop_front();
     }
-    mToSend.clear();
     const jack_nframes_t count = jack_midi_get_event_count(in);
     for (jack_nframes_t i = 0; i < count; ++i) {
         jack_midi_event_t event{};
         jack_midi_event_get(&event, in, i);
-        mReceived.emplace_back(event.buffer, event.buffer + event.size);
+        // The server's own idea of when that sample was: its count of samples stands still where a
+        // busy machine makes it miss a cycle
+        const std::chrono::microseconds time(
+            jack_frames_to_time(mClient.get(), jack_last_frame_time(mClient.get()) + event.time));
+        mReceived.push_back({Bytes(event.buffer, event.buffer + event.size), time});
     }
     if (count > 0) {
         mChanged.notify_all();

@@ -8,6 +8,7 @@
 
 #include <jack/jack.h>
 
+#include <deque>
 #include <memory>
 
 namespace deck::acceptance {
@@ -44,12 +45,20 @@ public:
     JackPeer(const JackPeer&) = delete;
     JackPeer& operator=(const JackPeer&) = delete;
 
-    /// All of them in one cycle, one frame after the other.
+    /// All of them in one cycle, one frame after the other; at most 100. What is sent by another
+    /// call goes in a later cycle.
     void SendInOneCycle(const std::vector<Bytes>& messages);
 
     /// The next message, from where the last call found one, that `fits`.
     std::optional<Bytes> WaitFor(const std::function<bool(const Bytes&)>& fits);
     std::optional<Bytes> WaitFor(const Bytes& message);
+
+    struct Arrival {
+        Bytes bytes;
+        std::chrono::nanoseconds time; // to the sample, on the clock of the machine
+    };
+    /// All that has come in.
+    std::vector<Arrival> Received();
 
 private:
     static int OnProcess(jack_nframes_t frames, void* self);
@@ -61,8 +70,8 @@ private:
 
     std::mutex mMutex; // the process callback only tries it
     std::condition_variable mChanged;
-    std::vector<Bytes> mToSend;   // guarded by mMutex
-    std::vector<Bytes> mReceived; // guarded by mMutex
+    std::deque<std::vector<Bytes>> mToSend; // a cycle's messages each; guarded by mMutex
+    std::vector<Arrival> mReceived;         // guarded by mMutex
     std::size_t mNext = 0;
     std::unique_ptr<jack_client_t, Close> mClient;
     jack_port_t* mOut = nullptr;
