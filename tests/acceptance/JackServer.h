@@ -68,7 +68,7 @@ private:
         void operator()(jack_client_t* client) const { jack_client_close(client); }
     };
 
-    std::mutex mMutex; // the process callback only tries it
+    std::mutex mMutex;
     std::condition_variable mChanged;
     std::deque<std::vector<Bytes>> mToSend; // a cycle's messages each; guarded by mMutex
     std::vector<Arrival> mReceived;         // guarded by mMutex
