@@ -9,6 +9,8 @@
 #include <QSocketNotifier>
 #include <QTimer>
 
+#include <iostream>
+
 namespace deck::window {
 namespace {
 
@@ -48,6 +50,9 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
     } else {
         window.show();
     }
+    std::cout << "window: " << (options.file ? options.file->string() : "no video") << ", "
+              << options.run.rate.Name() << " fps, from "
+              << FormatFrame(options.run.startFrame, options.run.rate) << std::endl;
     QApplication::exec();
     return kExitDone;
 }

@@ -1,0 +1,245 @@
+// A studio with a console that sends MMC and a recorder that reads MTC: what a
+// user does with them, every command of README.md included.
+
+#include "tests/acceptance/DeckTest.h"
+#include "tests/acceptance/JackServer.h"
+#include "tests/deck/media/TestFilm.h"
+
+#include "deck/protocol/MtcChecker.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <iomanip>
+#include <sstream>
+
+namespace deck::acceptance {
+namespace {
+
+using testing::HasSubstr;
+
+const Bytes kPlay = EncodeMMC(kMMCAllDevices, kMMCPlay);
+const Bytes kStopAndPlay = {0xF0, 0x7F, 0x7F, 0x06, 0x01, 0x02, 0xF7};
+
+class StudioTest : public DeckTest {
+protected:
+    void SetUp() override
+    {
+        if (!JackServer::IsInstalled()) {
+            GTEST_SKIP() << "jackd is not installed: no JACK server to test with";
+        }
+        mServer.emplace();
+        mServer->Start();
+        mConsole.emplace(*mServer, "Console");
+        mRecorder.emplace(*mServer, "Recorder");
+        mEnvironment["KEL_MIDI_SERVICE"] = "jack";
+        mEnvironment["JACK_DEFAULT_SERVER"] = mServer->Name();
+    }
+
+    std::unique_ptr<Program> StartBound(std::vector<std::string> arguments = {})
+    {
+        arguments.insert(
+            arguments.begin(), {"run", "--json", "--in", "Console", "--out", "Recorder"});
+        auto deck = Start(arguments);
+        EXPECT_TRUE(deck->WaitForLine(R"("bound":true)")) << deck->Output();
+        return deck;
+    }
+
+    std::optional<JackServer> mServer;
+    std::optional<JackPeer> mConsole;
+    std::optional<JackPeer> mRecorder;
+};
+
+// ------------------------------------------------------------------ README.md
+
+std::vector<std::string> ReadmeCommands()
+{
+    std::vector<std::string> commands;
+    std::ifstream readme(README);
+    bool isShell = false;
+    for (std::string line; std::getline(readme, line);) {
+        if (line.starts_with("```")) {
+            isShell = line == "```sh";
+        } else if (isShell) {
+            commands.push_back(line);
+        }
+    }
+    return commands;
+}
+
+/// As a shell splits it: the commands of a README need no more than double quotes.
+std::vector<std::string> Words(const std::string& line)
+{
+    std::istringstream text(line);
+    std::vector<std::string> words;
+    for (std::string word; text >> std::quoted(word);) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+bool RunsUntilEnded(const std::vector<std::string>& arguments)
+{
+    return !arguments.empty() && (arguments[0] == "run" || arguments[0] == "play")
+        && arguments.back() != "--help";
+}
+
+TEST_F(StudioTest, EveryCommandOfTheReadmeWorks)
+{
+    mEnvironment["QT_QPA_PLATFORM"] = "offscreen";
+    const std::string film = test::MakeFilm({"25", 50, "01:00:00:00"});
+    int tried = 0;
+    for (const std::string& command : ReadmeCommands()) {
+        std::vector<std::string> arguments = Words(command);
+        ASSERT_FALSE(arguments.empty());
+        if (arguments.front() == "./check") {
+            continue; // it is what runs this
+        }
+        ASSERT_EQ(arguments.front(), "./run") << command;
+        arguments.erase(arguments.begin());
+        if (arguments.empty()) {
+            arguments = {"demo"};
+        }
+        for (std::string& argument : arguments) {
+            argument = argument == "film.mov" ? film : argument;
+        }
+        ++tried;
+        const auto deck = Start(arguments);
+        if (RunsUntilEnded(arguments)) {
+            const char* const ready = arguments[0] == "play" ? "window:" : "bound";
+            ASSERT_TRUE(deck->WaitForLine(ready)) << command << "\n" << deck->Output();
+            deck->Signal(SIGINT);
+        }
+        EXPECT_EQ(deck->Wait(), 0) << command << "\n" << deck->Output();
+    }
+    EXPECT_GE(tried, 8);
+}
+
+// ------------------------------------------------------------------ connect, configure, ports
+
+TEST_F(StudioTest, ConnectKeepsThePortsForTheNextRun)
+{
+    ASSERT_EQ(Run({"connect", "--in", "console", "--out", "Recorder"}), 0) << mOutput;
+    EXPECT_THAT(mOutput, HasSubstr("MTC      on"));
+
+    const auto deck = Start({"run", "--json"});
+    EXPECT_TRUE(deck->WaitForLine(R"("bound":true)")) << deck->Output();
+}
+
+TEST_F(StudioTest, ConnectChangesNothingWhereAPortIsUnknown)
+{
+    ASSERT_EQ(Run({"connect", "--in", "Console", "--out", "Recorder", "--no-mtc"}), 0) << mOutput;
+    const std::string before = Read(SettingsPath());
+
+    EXPECT_EQ(Run({"connect", "--in", "Consul", "--out", "Recorder"}), 2);
+    EXPECT_THAT(mOutput, HasSubstr("there is no source \"Consul\""));
+    EXPECT_EQ(Read(SettingsPath()), before);
+    EXPECT_THAT(before, HasSubstr(R"("transmit_mtc":false)"));
+}
+
+TEST_F(StudioTest, ConfigureWithoutADisplaySaysWhatToDoInstead)
+{
+    mEnvironment["DISPLAY"] = "";
+    mEnvironment["WAYLAND_DISPLAY"] = "";
+    mEnvironment["QT_QPA_PLATFORM"] = "";
+
+    EXPECT_EQ(Run({"configure"}), 2);
+    EXPECT_THAT(mOutput, HasSubstr("korva-deck connect --in PORT --out PORT"));
+}
+
+TEST_F(StudioTest, PortsWatchTellsWhatComesAndGoes)
+{
+    const auto deck = Start({"ports", "--watch", "--json"});
+    ASSERT_TRUE(deck->WaitForLine(R"("name":"Recorder:mtc_in")")) << deck->Output();
+
+    JackPeer latecomer(*mServer, "Latecomer");
+    EXPECT_TRUE(deck->WaitForLine([](const std::string& line) {
+        return line.find(R"("event":"added")") != std::string::npos
+            && line.find("Latecomer:mmc_out") != std::string::npos;
+    })) << deck->Output();
+
+    mConsole.reset();
+    EXPECT_TRUE(deck->WaitForLine([](const std::string& line) {
+        return line.find(R"("event":"removed")") != std::string::npos
+            && line.find("Console:mmc_out") != std::string::npos;
+    })) << deck->Output();
+    deck->Signal(SIGTERM);
+    EXPECT_EQ(deck->Wait(), 0);
+}
+
+// ------------------------------------------------------------------ a surface gone deaf
+
+TEST_F(StudioTest, ObeysAgainAfterSeveralCommandsInOneMessage)
+{
+    const auto deck = StartBound();
+
+    mConsole->SendInOneCycle({kStopAndPlay});
+    ASSERT_TRUE(deck->WaitForLine("was connected anew")) << deck->Output();
+    mConsole->SendInOneCycle({kPlay});
+
+    EXPECT_TRUE(deck->WaitForLine(R"("call":"Play")")) << deck->Output();
+}
+
+TEST_F(StudioTest, StaysDeafWhereToldSoAndSaysWhy)
+{
+    const auto deck = StartBound({"--no-revive"});
+
+    mConsole->SendInOneCycle({kStopAndPlay});
+    EXPECT_TRUE(deck->WaitForLine("obeys nothing any more")) << deck->Output();
+    mConsole->SendInOneCycle({kPlay});
+    EXPECT_TRUE(deck->WaitForLine(R"("fate":"deaf")")) << deck->Output();
+    deck->Signal(SIGTERM);
+    EXPECT_EQ(deck->Wait(), 0);
+    EXPECT_EQ(deck->Output().find(R"("call":"Play")"), std::string::npos);
+}
+
+// ------------------------------------------------------------------ MTC on time
+
+class StudioAtRate : public StudioTest, public testing::WithParamInterface<const char*> {};
+
+/// What a machine at the other end makes of the first 200 quarter frames of a run.
+MtcReport Judge(JackPeer& machine)
+{
+    const std::size_t before = machine.Received().size();
+    int quarterFrames = 0;
+    machine.WaitFor([&](const Bytes& message) {
+        quarterFrames += message.size() == 2 ? 1 : 0;
+        return quarterFrames == 200;
+    });
+    MtcChecker checker;
+    const auto received = machine.Received();
+    for (std::size_t i = before; i < received.size(); ++i) {
+        checker.Feed(received[i].bytes, received[i].time);
+    }
+    return checker.Report();
+}
+
+// A server without hardware on a busy machine misses cycles, which no sender can make good.
+TEST_P(StudioAtRate, LeadsWithMTCThatAMachineCanLockTo)
+{
+    if (std::getenv("KORVA_QUIET_MACHINE") == nullptr) {
+        GTEST_SKIP() << "needs a machine with nothing else to do: ./check soak runs it";
+    }
+    const auto deck = StartBound({"--rate", GetParam(), "--start", "01:00:00:00"});
+    mConsole->SendInOneCycle({kPlay});
+
+    const MtcReport report = Judge(*mRecorder);
+
+    EXPECT_EQ(report.verdict, MtcVerdict::kSound) << FormatMtcReport(report);
+}
+
+TEST_F(StudioTest, BurstsAreNotWhatAMachineCanLockTo)
+{
+    const auto deck = StartBound({"--mtc-pacing", "off"});
+    mConsole->SendInOneCycle({kPlay});
+
+    const MtcReport report = Judge(*mRecorder);
+
+    EXPECT_EQ(report.verdict, MtcVerdict::kDefective) << FormatMtcReport(report);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rates, StudioAtRate, testing::Values("23.976", "24", "25", "29.97df", "29.97", "30df", "30"));
+
+} // namespace
+} // namespace deck::acceptance
