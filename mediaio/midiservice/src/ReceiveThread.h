@@ -8,11 +8,10 @@
 #include "mediaio/midiservice/src/OriginStates.h"
 #include "mediaio/midiservice/src/PacketPool.h"
 #include "mediaio/midiservice/src/PassGate.h"
+#include "mediaio/midiservice/src/RequestQueue.h"
 #include "mediaio/midiservice/src/Routes.h"
 #include "mediaio/midiservice/src/Schedule.h"
 #include "mediaio/midiservice/src/Stalled.h"
-
-#include <boost/lockfree/queue.hpp>
 
 #include <ctime>
 #include <memory>
@@ -98,10 +97,7 @@ private:
     Driver* mDriver = nullptr;
 
     PacketPool mPool;
-    boost::lockfree::queue<Request,
-        boost::lockfree::fixed_sized<true>,
-        boost::lockfree::capacity<PacketPool::kCapacity + 64>>
-        mRequests;
+    RequestQueue<Request, PacketPool::kCapacity + 64> mRequests;
 
     // The receive thread's own.
     Schedule mSchedule;
