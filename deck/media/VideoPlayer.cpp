@@ -103,7 +103,11 @@ void VideoPlayer::SetUp(const Options& options)
     }
     Require(mpv_initialize(mMpv.get()), "mpv");
     Require(mpv_observe_property(mMpv.get(), 0, "time-pos", MPV_FORMAT_DOUBLE), "mpv");
+    MakeRenderer();
+}
 
+void VideoPlayer::MakeRenderer()
+{
     char api[] = MPV_RENDER_API_TYPE_SW;
     mpv_render_param parameters[]
         = {{MPV_RENDER_PARAM_API_TYPE, api}, {MPV_RENDER_PARAM_INVALID, nullptr}};

@@ -79,6 +79,7 @@ private:
     };
 
     void SetUp(const Options& options);
+    void MakeRenderer();
     void Load(const std::string& path);
     void Run();
     void HandleEvents();
