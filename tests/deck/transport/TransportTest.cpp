@@ -334,26 +334,39 @@ std::string TestName(const testing::TestParamInfo<FrameRate>& rate)
 
 class EveryRate : public testing::TestWithParam<FrameRate> {};
 
+// Counts what would be a million lines.
+class CountingSink final : public TransportSink {
+public:
+    void OnPosition(const Position& position) override
+    {
+        last = position;
+        ++count;
+    }
+
+    Position last;
+    FrameNumber count = 0;
+};
+
 TEST_P(EveryRate, IsOnTheFrameAfterTenHours)
 {
     TransportSettings settings;
     settings.rate = GetParam();
-    RecordingSink sink(settings.rate);
+    CountingSink sink;
     Transport transport(settings, {&sink});
     transport.Handle(Call(Play), kStart);
-    FrameNumber frames = 0;
+    FrameNumber wrong = 0;
 
-    while (*transport.NextDeadline() < kStart + 10h) {
-        ++frames;
-        const nanoseconds due = *transport.NextDeadline();
-        ASSERT_EQ(due, kStart + FrameStart(frames, settings.rate));
-        transport.Advance(due);
-        ASSERT_EQ(transport.Frame(), frames);
+    for (auto due = transport.NextDeadline(); *due < kStart + 10h; due = transport.NextDeadline()) {
+        transport.Advance(*due);
+        const bool isRight = sink.last.frame == sink.count - 1
+            && sink.last.time == kStart + FrameStart(sink.last.frame, settings.rate);
+        wrong += isRight ? 0 : 1;
     }
 
-    EXPECT_EQ(frames, (36000 * settings.rate.Numerator() - 1) / settings.rate.Denominator());
+    EXPECT_EQ(wrong, 0);
     EXPECT_EQ(transport.SkippedFrames(), 0);
-    EXPECT_EQ(sink.positions.size(), static_cast<std::size_t>(frames) + 1);
+    EXPECT_EQ(
+        transport.Frame(), (36000 * settings.rate.Numerator() - 1) / settings.rate.Denominator());
 }
 
 INSTANTIATE_TEST_SUITE_P(Rates,
