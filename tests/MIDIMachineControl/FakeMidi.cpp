@@ -21,7 +21,9 @@ struct State {
     std::vector<FakeHost*> hosts;
     std::vector<FakeInputPort*> connectedInputs;
     std::function<void(const MidiMessage&)> onSend;
+    std::function<void()> onDisconnect;
     UTF16String lastClientName;
+    int enumerations = 0;
     bool refuseHosts = false;
     int livePorts = 0;
     int connectedOutputs = 0;
@@ -58,6 +60,9 @@ public:
     {
         Remove(sState.connectedInputs, this);
         mConnected = false;
+        if (sState.onDisconnect) {
+            sState.onDisconnect();
+        }
     }
     bool IsConnected() const override { return mConnected; }
 
@@ -117,6 +122,7 @@ public:
 
     kelmidi::MidiInputPortList EnumInputPorts() const override
     {
+        ++sState.enumerations;
         kelmidi::MidiInputPortList list;
         for (const UTF16String& id : sState.inputs) {
             list.AddPort(new FakeInputPort(id, 0));
@@ -125,6 +131,7 @@ public:
     }
     kelmidi::MidiOutputPortList EnumOutputPorts() const override
     {
+        ++sState.enumerations;
         kelmidi::MidiOutputPortList list;
         for (const UTF16String& id : sState.outputs) {
             list.AddPort(new FakeOutputPort(id, 0));
@@ -194,6 +201,7 @@ FakeMidi::FakeMidi()
 FakeMidi::~FakeMidi()
 {
     sState.onSend = nullptr;
+    sState.onDisconnect = nullptr;
 }
 
 void FakeMidi::PlugIn(const std::u16string& inputID, const std::u16string& outputID)
@@ -225,6 +233,16 @@ void FakeMidi::Receive(const MidiMessage& message)
 void FakeMidi::OnSend(std::function<void(const MidiMessage&)> function)
 {
     sState.onSend = std::move(function);
+}
+
+void FakeMidi::OnDisconnect(std::function<void()> function)
+{
+    sState.onDisconnect = std::move(function);
+}
+
+int FakeMidi::Enumerations() const
+{
+    return sState.enumerations;
 }
 
 void FakeMidi::RefuseHosts()

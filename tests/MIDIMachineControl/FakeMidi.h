@@ -28,6 +28,9 @@ public:
     /// Called for each message that leaves; the default forgets it.
     void OnSend(std::function<void(const kelmidi::MidiMessage&)> function);
 
+    /// Called when an input port is disconnected.
+    void OnDisconnect(std::function<void()> function);
+
     /// From now on no host can be made.
     void RefuseHosts();
 
@@ -35,6 +38,8 @@ public:
     boost::intrusive_ptr<kelmidi::MidiHost> AnyHost() const;
     std::u16string LastClientName() const;
     int LiveHosts() const;
+    /// Lists of ports that were asked for.
+    int Enumerations() const;
     int LivePorts() const;
     /// Ports connected now, both directions.
     int ConnectedPorts() const;

@@ -1,6 +1,7 @@
 // What the control surface makes of commands.
 
 #include "tests/MIDIMachineControl/FakeTrace.h"
+#include "tests/MIDIMachineControl/HeapControl.h"
 #include "tests/MIDIMachineControl/SurfaceTest.h"
 
 #include <string>
@@ -506,12 +507,25 @@ TEST_F(SurfaceCommands, WaitForTheirCount)
     ExpectNothingIsHeardAnyMore(); // since 01 is no sub-ID
 }
 
-TEST_F(SurfaceCommands, StayBlockedThroughAFlood)
+TEST_F(SurfaceCommands, StayBlockedThroughAFloodThatIsNotKept)
 {
     Receive({0xF0, 0x7F, 0x7F, 0x07, 0x01, 0xF7});
-    for (int i = 0; i < 10000; ++i) {
-        ReceiveCommand({0x02});
+    HeapControl heap;
+    heap.RefuseLargeRequests();
+
+    for (int i = 0; i < 300000; ++i) { // 2.4 MB of commands
+        ReceiveCommand({0x02, 0x06, 0x02, 0x06, 0x02, 0x06, 0x02});
     }
+}
+
+TEST_F(SurfaceCommands, WaitForAsMuchDataAsACommandCanHave)
+{
+    std::vector<std::uint8_t> most{0xF0, 0x7F, 0x7F, 0x06, 0x4C, 0xF6};
+    most.insert(most.end(), 244, 0x11);
+    Receive(most);
+    Receive({0x11, 0x11, 0xF7}); // 246 bytes of data: the unit is complete
+
+    ExpectPlayIsHeard();
 }
 
 } // namespace mmc::tests

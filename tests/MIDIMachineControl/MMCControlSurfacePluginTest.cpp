@@ -495,12 +495,13 @@ TEST_F(PluginInstance, AsksOnlyTwiceForAStringThatGrows)
 
 TEST_F(PluginInstance, DoesNotReadBeyondItsBufferWhateverLengthTheHostReports)
 {
+    SetSettings(kTwoPorts);
     EXPECT_CALL(mHost, CopyString)
         .WillOnce(DoAll(SetArgPointee<2>(2U), Return(kErrorStringBufferTooSmall)))
         .WillOnce([](auto*, char16_t* buffer, std::uint32_t* length) {
             buffer[0] = u'{';
             buffer[1] = u'}';
-            *length = 4000000000U;
+            *length = 5;
             return kSuccess;
         });
 
@@ -545,6 +546,21 @@ TEST_F(PluginInstance, BindsItsPortsAnewWhereSettingsComeWhileConnected)
     SetSettings(kOtherPorts);
 
     EXPECT_EQ(mMidi.ConnectedPorts(), 2);
+}
+
+TEST_F(PluginInstance, KeepsSettingsForLaterWhereItsDeviceWent)
+{
+    mMidi.PlugIn(u"1", u"2");
+    SetSettings(kTwoPorts);
+    Connect();
+    mMidi.UnplugAll();
+    mMidi.NotifySetupChanged(); // disconnects the surface
+    mMidi.PlugIn(u"3", u"4");
+
+    SetSettings(kOtherPorts);
+
+    EXPECT_EQ(mMidi.ConnectedPorts(), 0);
+    EXPECT_EQ(Tree(GetSettings()), Tree(kOtherPorts));
 }
 
 TEST_F(PluginInstance, LeavesASurfaceWithoutAMidiHostAlone)

@@ -189,6 +189,23 @@ TEST_F(NewSurface, DoesNotAskTheInternalSuiteThatDoesNotCome)
     ReceivePlay();
 }
 
+TEST_F(NewSurface, ForgetsTheReferencesOfAHostThatItDropped)
+{
+    mHost.ExpectHostTaken();
+    mSurface.SetControlSurfaceHost(mHost.HostRef());
+    EXPECT_CALL(mHost, ReleaseSuite).Times(4);
+    ExpectAcquire(kHostSuite, MockHost::HostSuite());
+    ExpectAcquireRefused(kStringSuite);
+    ExpectAcquire(kTransportSuite, MockHost::TransportSuite());
+    EXPECT_CALL(mHost, GetTransportRef).WillOnce(Return(kSuccess)); // and writes none
+    ExpectAcquireRefused(kInternalSuite);
+    ExpectAcquire(kSMPTESuite, MockHost::SMPTESuite()); // and nobody is made active
+    mSurface.SetControlSurfaceHost(mHost.HostRef());
+
+    EXPECT_CALL(mHost, Play(nullptr));
+    ReceivePlay();
+}
+
 TEST_F(NewSurface, HearsMIDIOnceItHasTheTransport)
 {
     mHost.ExpectHostTaken();
@@ -330,6 +347,23 @@ TEST_F(SurfaceTest, UnbindsItsPortsAndClosesItsHostWhenItGoes)
     EXPECT_EQ(mMidi.ConnectedPorts(), 0);
     EXPECT_EQ(mMidi.LivePorts(), 0);
     EXPECT_EQ(mMidi.LiveHosts(), 1);
+}
+
+// A port that goes is a setup change of its own on some services.
+TEST(ControlSurface, IsNotToldOfSetupChangesAnyMoreWhileItGoes)
+{
+    FakeMidi midi;
+    midi.PlugIn(u"1", u"2");
+    auto surface = std::make_unique<ControlSurface>(7, nullptr);
+    surface->Connect(DeviceInfo(u"1", u"2", true));
+    midi.NotifySetupChanged();
+    ASSERT_EQ(midi.Enumerations(), 2);
+    midi.OnDisconnect([&] { midi.NotifySetupChanged(); });
+
+    surface.reset();
+
+    EXPECT_EQ(midi.Enumerations(), 2);
+    EXPECT_EQ(midi.LivePorts(), 0);
 }
 
 // A surface that a setup change finds going must neither be called nor rebound.

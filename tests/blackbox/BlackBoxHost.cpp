@@ -172,14 +172,12 @@ const void* TableOf(const std::string& name, int version)
 } // namespace
 
 KORVASDK_Result Tables::AcquireSuite(const char* name, std::int32_t version, const void** outSuite)
-try {
+{
     sHost->Log("acquire " + std::string(name) + " " + std::to_string(version));
     *outSuite = TableOf(name, version);
     const std::scoped_lock lock(sHost->mMutex);
     sHost->mUses[name] += *outSuite != nullptr ? 1 : 0;
     return *outSuite != nullptr ? kSuccess : kErrorBadParameter;
-} catch (const std::bad_alloc&) { // a host does not throw either
-    return kErrorBadParameter;
 }
 
 Host::Host()
@@ -208,10 +206,10 @@ std::vector<std::string> Host::TakeLog()
     return std::exchange(mLog, {});
 }
 
-std::vector<std::string> Host::WaitForLog(std::size_t count)
+std::vector<std::string> Host::WaitForLog(std::size_t count, std::chrono::milliseconds most)
 {
     std::unique_lock lock(mMutex);
-    mLogged.wait_for(lock, std::chrono::seconds(30), [&] { return mLog.size() >= count; });
+    mLogged.wait_for(lock, most, [&] { return mLog.size() >= count; });
     return std::exchange(mLog, {});
 }
 
@@ -220,13 +218,6 @@ void Host::Log(const std::string& entry)
     const std::scoped_lock lock(mMutex);
     mLog.push_back(entry);
     mLogged.notify_all();
-}
-
-int Host::Uses(const std::string& name) const
-{
-    const std::scoped_lock lock(mMutex);
-    const auto found = mUses.find(name);
-    return found == mUses.end() ? 0 : found->second;
 }
 
 std::map<std::string, int> Host::AllUses() const

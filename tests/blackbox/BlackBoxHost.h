@@ -10,6 +10,7 @@
 #include "korvasdk/suites/StringSuite.h"
 #include "korvasdk/suites/SuitesSuite.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <map>
@@ -34,7 +35,8 @@ public:
     /// What was called since the last time, in order, as "operation arguments".
     std::vector<std::string> TakeLog();
     /// Waits until `count` calls are in the log, or for a generous time, and takes them.
-    std::vector<std::string> WaitForLog(std::size_t count);
+    std::vector<std::string> WaitForLog(
+        std::size_t count, std::chrono::milliseconds most = std::chrono::seconds(30));
     void Log(const std::string& entry);
 
     /// The table that the plug-in registered.
@@ -47,9 +49,7 @@ public:
         return mRegistered.at({name, version});
     }
 
-    /// Uses of a suite that were not given back.
-    int Uses(const std::string& name) const;
-    /// Suites that are used at all, with their uses.
+    /// Suites in use, with the uses that were not given back.
     std::map<std::string, int> AllUses() const;
 
     /// The next copy of a string answers this.

@@ -2,15 +2,19 @@
 
 #include "BlackBoxHost.h"
 #include "VirtualDevice.h"
+#include "tests/MIDIMachineControl/HeapControl.h"
+#include "tests/MIDIMachineControl/PlainHost.h"
 
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <map>
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 
 namespace blackbox {
 
@@ -53,9 +57,9 @@ protected:
 
     std::u16string Settings(bool transmitMTC) const
     {
-        return u"{\"PortConfiguration\":{\"in\":\"" + mDevice.SourceID()
+        return u"{\"PortConfiguration\":{\"in\":\"" + mDevice->SourceID()
             + u"\",\"options\":{\"transmit_mtc\":" + (transmitMTC ? u"true" : u"false")
-            + u"},\"out\":\"" + mDevice.DestinationID() + u"\"}}";
+            + u"},\"out\":\"" + mDevice->DestinationID() + u"\"}}";
     }
 
     KORVASDK_Result SetSettings(
@@ -84,7 +88,18 @@ protected:
         EXPECT_TRUE(mBundle->Unload());
     }
 
-    VirtualDevice mDevice;
+    /// The result of a connection, and whether it got as far as the request.
+    std::pair<KORVASDK_Result, bool> ConnectWithoutRequest(
+        std::size_t number, mmc::tests::PlainHost& host)
+    {
+        mSurface = nullptr;
+        mmc::tests::HeapControl heap;
+        heap.RefuseRequest(number);
+        const KORVASDK_Result result = mSuite.Connect(mPlugin, host.HostRef(), &mSurface);
+        return {result, heap.HasRefused()};
+    }
+
+    std::optional<VirtualDevice> mDevice{std::in_place};
     Host mHost;
     std::optional<Bundle> mBundle{std::in_place};
     KORVASDK_ControlSurfacePluginFuncs mFuncs{Untouched, nullptr, nullptr, nullptr, nullptr};
@@ -186,9 +201,9 @@ TEST_F(Life, GoesFromEntryToUnloadingInOrder)
             "acquire KORVASDK ControlSurfaceHost SMPTE Suite 1", "active smpte 1"));
 
     // MIDI in.
-    mDevice.Send(kPlay);
+    mDevice->Send(kPlay);
     EXPECT_THAT(mHost.WaitForLog(1), ElementsAre("play transport"));
-    mDevice.Send({kRewind, kStop, kLocate});
+    mDevice->Send({kRewind, kStop, kLocate});
     EXPECT_THAT(mHost.WaitForLog(4),
         ElementsAre("start rewind transport", "stop rewind transport", "stop transport",
             "locate smpte 3 1 2 3 4 0"));
@@ -213,7 +228,7 @@ TEST_F(Life, GoesFromEntryToUnloadingInOrder)
         = mHost.Registered<KORVASDK_ControlSurfaceSMPTESuite>(kKORVASDKControlSurfaceSMPTESuite);
     EXPECT_EQ(smpteSuite.GotoSMPTETime(smpte, 3, 1, 2, 3, 4, 0), kSuccess);
     EXPECT_EQ(smpteSuite.TransmitFullFrame(smpte, 0, 1.0F, 25, 0, 1, 2, 3, 4), kSuccess);
-    EXPECT_THAT(mDevice.WaitForPackets(5),
+    EXPECT_THAT(mDevice->WaitForPackets(5),
         ElementsAre(Bytes{0xF0, 0x7F, 0x7F, 0x01, 0x01, 0x21, 0x02, 0x03, 0x04, 0xF7},
             Bytes{0xF1, 0x04}, Bytes{0xF1, 0x10}, Bytes{0xF1, 0x23}, Bytes{0xF1, 0x30}));
     EXPECT_EQ(smpteSuite.GotoSMPTETime(nullptr, 3, 1, 2, 3, 4, 0), kErrorBadParameter);
@@ -221,7 +236,7 @@ TEST_F(Life, GoesFromEntryToUnloadingInOrder)
 
     // The end. What the surface took stays taken, and so does the suites suite.
     EXPECT_EQ(suite.Disconnect(mPlugin), kSuccess);
-    mDevice.Send(kPlay); // heard by nobody
+    mDevice->Send(kPlay); // heard by nobody
     EXPECT_EQ(mFuncs.DeletePluginInstance(mPlugin), kSuccess);
     EXPECT_EQ(mFuncs.DeletePluginInstance(nullptr), kSuccess);
     EXPECT_THAT(mHost.TakeLog(), IsEmpty());
@@ -265,7 +280,7 @@ TEST_F(Life, SendsNothingWhereTimeCodeIsSwitchedOff)
     SetSettings(mPlugin, Settings(true));
     smpteSuite.GotoSMPTETime(smpte, 3, 1, 2, 3, 4, 0);
 
-    EXPECT_THAT(mDevice.WaitForPackets(1),
+    EXPECT_THAT(mDevice->WaitForPackets(1),
         ElementsAre(Bytes{0xF0, 0x7F, 0x7F, 0x01, 0x01, 0x21, 0x02, 0x03, 0x04, 0xF7}));
     End();
 }
@@ -280,29 +295,67 @@ TEST_F(Life, LeavesTwoInstancesToThemselves)
     ASSERT_EQ(mSuite.Connect(other, mHost.Ref(), &otherSurface), kSuccess);
     mHost.TakeLog();
 
-    mDevice.Send(kPlay); // both hear it
+    mDevice->Send(kPlay); // both hear it
     EXPECT_THAT(mHost.WaitForLog(2), ElementsAre("play transport", "play transport"));
     mSuite.Disconnect(other);
-    mDevice.Send(kStop);
+    mDevice->Send(kStop);
     EXPECT_THAT(mHost.WaitForLog(1), ElementsAre("stop transport"));
 
     mFuncs.DeletePluginInstance(other);
     End();
 }
 
-TEST_F(Life, RebindsItsPortsWhereTheDeviceComes)
+TEST_F(Life, HearsADeviceThatGoesAndComesBack)
+{
+    Connect();
+    const std::u16string id = mDevice->SourceID();
+    mDevice.reset();
+    mDevice.emplace();
+    ASSERT_EQ(mDevice->SourceID(), id);
+
+    Log log; // the ports are bound again some time after the device is there
+    for (int i = 0; i < 3000 && log.empty(); ++i) {
+        mDevice->Send(kPlay);
+        log = mHost.WaitForLog(1, std::chrono::milliseconds(10));
+    }
+
+    EXPECT_THAT(log, ElementsAre("play transport"));
+    End();
+}
+
+// Every request for memory on the host's thread fails once while an instance connects. What fails
+// inside the MIDI service leaves a surface without a service, or without ports.
+TEST_F(Life, GoesOnAfterAConnectionThatFailed)
 {
     StartUp();
     ASSERT_EQ(mFuncs.CreatePluginInstance(&mPlugin), kSuccess);
-    {
-        std::optional<VirtualDevice> device(std::in_place);
-        ASSERT_EQ(SetSettings(mPlugin, Settings(true)), kSuccess);
-        ASSERT_EQ(mSuite.Connect(mPlugin, mHost.Ref(), &mSurface), kSuccess);
-        mHost.TakeLog();
-    } // a setup change that does not concern the plug-in
+    ASSERT_EQ(SetSettings(mPlugin, Settings(true)), kSuccess);
+    mmc::tests::PlainHost frugalHost; // asks for no memory itself
+    ASSERT_EQ(Enter(frugalHost.BasicSuite()), kSuccess);
 
-    mDevice.Send(kPlay);
+    int failures = 0;
+    int connections = 0; // each leaves its suites acquired
+    for (std::size_t number = 1;; ++number) {
+        const auto [result, wasRefused] = ConnectWithoutRequest(number, frugalHost);
+        (result == kSuccess ? connections : failures) += 1;
+        ASSERT_EQ(mSurface != nullptr, result == kSuccess);
+        ASSERT_EQ(frugalHost.Uses("KORVASDK ControlSurfaceHost Suite"), connections);
+        ASSERT_EQ(frugalHost.Uses("KORVASDK ControlSurfaceHost Transport Suite"), connections);
+        ASSERT_EQ(frugalHost.Uses("KORVASDK ControlSurfaceHost SMPTE Suite"), connections);
+        ASSERT_EQ(frugalHost.Uses("KORVASDK StringSuite"), connections);
+        if (!wasRefused) {
+            break;
+        }
+        ASSERT_EQ(mSuite.Disconnect(mPlugin), kSuccess);
+    }
+    EXPECT_GT(failures, 10);
+    EXPECT_GT(connections, 0);
 
+    mSuite.Disconnect(mPlugin);
+    ASSERT_EQ(Enter(Host::BasicSuite()), kSuccess);
+    ASSERT_EQ(mSuite.Connect(mPlugin, mHost.Ref(), &mSurface), kSuccess);
+    mHost.TakeLog();
+    mDevice->Send(kPlay);
     EXPECT_THAT(mHost.WaitForLog(1), ElementsAre("play transport"));
     End();
 }
@@ -315,7 +368,7 @@ TEST_F(Life, EndsWithMessagesOnTheirWay)
         std::atomic<bool> done{false};
         std::thread controller([&] {
             while (!done) {
-                mDevice.Flood({kPlay, kLocate, kStop});
+                mDevice->Flood({kPlay, kLocate, kStop});
             }
         });
         mHost.WaitForLog(3);

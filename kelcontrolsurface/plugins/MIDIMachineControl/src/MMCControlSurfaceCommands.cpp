@@ -178,16 +178,14 @@ void ControlSurface::CarryOut(const CommandUnit& unit)
     (this->*command->action)(unit);
 }
 
-// Behind a head that can never be carried out nothing is reached any more: a sender that goes on
-// for hours must not fill the memory.
+// A command that waits for its data needs 258 bytes at most: more are held only behind a head that
+// can never be carried out, where nothing is reached any more. A sender that goes on for hours must
+// not fill the memory with them.
 void ControlSurface::DropUnreachableCommands() noexcept
 {
     constexpr std::size_t kMostUnreachableBytes = 4096;
-    if (mCommandBuffer.Size() <= kMostUnreachableBytes) {
-        return;
-    }
-    const std::array<unsigned char, 2> head{mCommandBuffer[0], mCommandBuffer[1]};
-    if (head[0] != kCommandSubId || NeverHasALength(head[1])) {
+    if (mCommandBuffer.Size() > kMostUnreachableBytes) {
+        const std::array<unsigned char, 2> head{mCommandBuffer[0], mCommandBuffer[1]};
         mCommandBuffer.Clear();
         mCommandBuffer.Append(head.data(), head.size()); // there is room: nothing is allocated
     }
