@@ -1,4 +1,5 @@
 #include "deck/transport/Transport.h"
+#include "korvasdk/suites/SMPTETimeFormat.h"
 
 #include "tests/deck/transport/RecordingSink.h"
 
