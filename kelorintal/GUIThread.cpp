@@ -124,7 +124,7 @@ private:
         Errand& mErrand;
     };
 
-    // [GUI thread]
+    // [GUI]
     static void Do(Errand& errand)
     {
         errand.mFunction();

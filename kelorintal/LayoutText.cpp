@@ -90,10 +90,15 @@ void ReadWidget(QXmlStreamReader& xml, UI_ViewHolder& holder)
     }
 }
 
-std::string ReadFile(const std::filesystem::path& path)
+LayoutText ReadFile(const std::filesystem::path& path, const std::string& name)
 {
     std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    LayoutText layout;
+    layout.text.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    if (layout.text.empty()) {
+        layout.whyNot = "layout " + name + " is empty";
+    }
+    return layout;
 }
 
 } // namespace
@@ -101,23 +106,24 @@ std::string ReadFile(const std::filesystem::path& path)
 LayoutText ReadLayout(
     const kelui::utility::ResourceManager* resources, const char* name, const char* otherName)
 {
-    LayoutText layout;
-    std::string tried;
+    std::string missing;
     for (const char* candidate : {name, otherName}) {
         if (candidate == nullptr || resources == nullptr) {
             continue;
         }
         const std::string file = candidate + std::string(".ui");
         if (const auto path = resources->FindResource(file); path) {
-            layout.text = ReadFile(*path);
-            layout.whyNot = layout.text.empty() ? "layout " + file + " is empty" : "";
-            return layout;
+            return ReadFile(*path, file);
         }
-        tried = tried == file ? tried : tried + (tried.empty() ? "" : " or ") + file;
+        if (missing.empty()) {
+            missing = file;
+        } else if (missing != file) {
+            missing.append(" or ").append(file);
+        }
     }
-    layout.whyNot = tried.empty() ? "no layout is named, or no resources are at hand"
-                                  : "the resources hold no layout " + tried;
-    return layout;
+    return {{},
+        missing.empty() ? "no layout is named, or no resources are at hand"
+                        : "the resources hold no layout " + missing};
 }
 
 std::string MakeControls(const std::string& layout, UI_ViewHolder& holder)

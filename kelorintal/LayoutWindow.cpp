@@ -168,10 +168,13 @@ public:
     void Run()
     {
         JoinForeignParent();
-        // The queued call runs once the loop does, so the window is on the screen by then.
-        QMetaObject::invokeMethod(&mReceiver, mListener.opened, Qt::QueuedConnection);
         Listen();
-        mDialog->exec();
+        mDialog->setWindowModality(Qt::ApplicationModal);
+        mDialog->show();
+        mListener.opened(); // before the user can do anything
+        if (mDialog != nullptr) {
+            mDialog->exec();
+        }
         mHolder.GetGuard()->SetWindow({});
     }
 

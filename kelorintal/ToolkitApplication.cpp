@@ -25,7 +25,7 @@ std::string Environment(const char* name)
 // Qt's names of the platforms to try, in order, separated by ';'; empty: no display is named.
 std::string WantedPlatforms()
 {
-    if (const std::string asked = Environment("QT_QPA_PLATFORM"); !asked.empty()) {
+    if (std::string asked = Environment("QT_QPA_PLATFORM"); !asked.empty()) {
         return asked;
     }
     const std::string wayland = Environment("WAYLAND_DISPLAY").empty() ? "" : "wayland";

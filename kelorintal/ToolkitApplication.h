@@ -10,7 +10,7 @@ namespace kelorintal {
 /// Makes a QApplication, runs `function` and destroys the QApplication, all on the calling thread.
 /// An empty text, or why there is no display; then `function` was not run. Where a display is
 /// named but does not answer, Qt would end the process: see the source.
-/// [toolkit's GUI thread, may block]
+/// [GUI, may block]
 std::string RunInApplication(const std::function<void()>& function);
 
 } // namespace kelorintal

@@ -38,12 +38,12 @@ public:
     /// The dialog keeps it alive. [any thread]
     template <typename T> T* GetTypedControlForID(const char* id) const;
 
-    /// The window is on the screen; it has gone again. [GUI thread]
+    /// The window is on the screen; it has gone again. [GUI]
     virtual void DialogOpened();
     virtual void DialogClosed();
 
     /// The user has used the control `name`, which now has `value`. Here "OK" and "Cancel" end the
-    /// dialog. Not called for changes made by the program. [GUI thread]
+    /// dialog. Not called for changes made by the program. [GUI]
     virtual void DialogActionCallback(const char* name, std::int32_t value);
 
     /// Closes the window; `RunModal` returns `response`. Without a running modal loop it does

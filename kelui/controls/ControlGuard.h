@@ -19,11 +19,11 @@ public:
     void NoteChange();
 
     /// From now on what has changed is known: the next change wakes the window again.
-    /// [window's thread, holding the lock]
+    /// [GUI, holding the lock]
     void BeginLook() { mWoken = false; }
 
     /// `wake` is called with the lock held and must not wait; an empty one says that the window
-    /// closes. After that no call is running or will come. [window's thread, may block]
+    /// closes. After that no call is running or will come. [GUI, may block]
     void SetWindow(std::function<void()> wake);
 
 private:

@@ -23,11 +23,11 @@ public:
         std::int32_t value = 0;
         std::uint64_t version = 0;
     };
-    /// [window's thread, may block]
+    /// [GUI, may block]
     State GetState() const;
 
     /// The user's mark in a window that showed `version`: refused, with false, where the mark was
-    /// set from elsewhere since. [window's thread, may block]
+    /// set from elsewhere since. [GUI, may block]
     bool TryMark(std::int32_t value, std::uint64_t version);
 
 private:

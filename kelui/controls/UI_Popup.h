@@ -35,11 +35,11 @@ public:
         std::uint64_t version = 0;
     };
     /// The state, where it is no longer that of `version`; otherwise an empty one of version 0.
-    /// [window's thread, may block]
+    /// [GUI, may block]
     State GetStateAfter(std::uint64_t version) const;
 
     /// The user's pick in a window that showed `version`: refused, with false, where the items
-    /// have changed since, for then the index means another item. [window's thread, may block]
+    /// have changed since, for then the index means another item. [GUI, may block]
     bool TryPick(std::int32_t index, std::uint64_t version);
 
 private:

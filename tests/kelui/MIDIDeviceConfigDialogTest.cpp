@@ -352,10 +352,18 @@ TEST_F(MIDIDeviceConfigDialogTest, LacksAPopupWithoutHarm)
 
 TEST_F(MIDIDeviceConfigDialogTest, ReleasesWhatItHasWhenItsConstructionFails)
 {
-    midi.onEnumInputs = [] { throw std::runtime_error("enumeration"); };
+    boost::intrusive_ptr<kelmidi::MidiHost> host;
+    midi.onEnumInputs = [&] {
+        host = midi.host;
+        throw std::runtime_error("enumeration");
+    };
 
     EXPECT_THROW(Make(), std::runtime_error);
 
+    midi.TakeLog();
+    host->NotifyMidiSetupChanged();
+    EXPECT_THAT(midi.TakeLog(), testing::IsEmpty()) << "nobody listens any more";
+    host.reset();
     EXPECT_EQ(midi.host, nullptr);
 }
 

@@ -33,9 +33,9 @@ struct OS_ResourceManagerTest : testing::Test {
 } // namespace
 
 // These stand before the service's own: what is tested is what we ask of them.
-extern "C" CFURLRef CFBundleCopyResourcesDirectoryURL(CFBundleRef bundle)
+extern "C" CFURLRef CFBundleCopyResourcesDirectoryURL(CFBundleRef)
 {
-    return sBundle.resources.empty() ? nullptr : reinterpret_cast<CFURLRef>(bundle);
+    return sBundle.resources.empty() ? nullptr : reinterpret_cast<CFURLRef>(&sBundle);
 }
 
 extern "C" Boolean CFURLGetFileSystemRepresentation(

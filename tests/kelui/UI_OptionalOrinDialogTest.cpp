@@ -16,6 +16,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
 #include <atomic>
 #include <memory>
 #include <string>
@@ -248,6 +252,25 @@ TEST_F(UI_OptionalOrinDialogTest, RunsAgainWithTheStateThatItsControlsHave)
         Press(window, Qt::Key_Escape);
     });
     EXPECT_EQ(dialog->RunModal(), UI_OptionalOrinDialog::kResponseCancelled);
+}
+
+TEST_F(UI_OptionalOrinDialogTest, RingsAtNoWindowThatHasGone)
+{
+    const auto dialog = Make();
+    {
+        const WindowScript user([](QDialog& window) { Press(window, Qt::Key_Escape); });
+        dialog->RunModal();
+    }
+    // Takes the file descriptors that the window has given back.
+    std::array<int, 2> pipeEnds{};
+    ASSERT_EQ(pipe2(pipeEnds.data(), O_NONBLOCK), 0);
+
+    dialog->GetTypedControlForID<UI_Popup>("Popup")->AddItem(u"three");
+
+    char ring = 0;
+    EXPECT_EQ(read(pipeEnds[0], &ring, 1), -1);
+    close(pipeEnds[0]);
+    close(pipeEnds[1]);
 }
 
 TEST_F(UI_OptionalOrinDialogTest, OpensAnotherDialogFromAnAction)

@@ -21,7 +21,7 @@ public:
     WindowScript& operator=(const WindowScript&) = delete;
 };
 
-/// Lets the modal loop run until `isTrue`, or fails the test after a long while. [GUI thread]
+/// Lets the modal loop run until `isTrue`, or fails the test after a long while. [GUI]
 bool RunUntil(const std::function<bool()>& isTrue);
 
 } // namespace kelui::tests

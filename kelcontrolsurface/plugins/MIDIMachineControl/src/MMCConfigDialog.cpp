@@ -43,6 +43,7 @@ public:
     // had when the dialog opened, so the generic dialog's RunModal is passed over.
     std::int32_t RunModal() override
     {
+        // NOLINTNEXTLINE(bugprone-parent-virtual-call)
         const std::int32_t response = UI_OptionalOrinDialog::RunModal();
         if (response == kResponseOK && mTransmitMTC) {
             SetTransmitMTCOption(*mDeviceInfo, mTransmitMTC->GetValue() == 1);
