@@ -258,7 +258,7 @@ TEST_F(UI_OptionalOrinDialogTest, RingsAtNoWindowThatHasGone)
 {
     const auto dialog = Make();
     {
-        const WindowScript user([](QDialog& window) { Press(window, Qt::Key_Escape); });
+        const WindowScript user([](QDialog& window) { Press(window, Qt::Key_Return); });
         dialog->RunModal();
     }
     // Takes the file descriptors that the window has given back.
