@@ -48,7 +48,7 @@ TEST(PortsCommand, TellsWhatComesAndGoes)
     EXPECT_EQ(PortChanges(before, before, false), "");
     EXPECT_EQ(PortChanges(before, after, false),
         "- -2147483648  source       Desk \"A\"\n"
-        "+           12  destination  Chaser  (ambiguous: cannot be told from another)\n");
+        "+          12  destination  Chaser  (ambiguous: cannot be told from another)\n");
     EXPECT_EQ(PortChanges({}, after, true),
         R"({"event":"added","id":12,"direction":"destination","name":"Chaser","ambiguous":true})"
         "\n");
