@@ -458,11 +458,9 @@ TEST_F(MIDIBasedControlSurfaceTest, EndsItsNoticesWhenTheRunningOneIsDone)
     Signal handling;
     Signal goOn;
     Signal ended;
-    bool endedTooEarly = false;
     mStudio.onEnumerate = [&] {
         handling.Set();
         EXPECT_TRUE(goOn.Wait());
-        endedTooEarly = ended.IsSet();
     };
 
     std::thread notification([&] { mStudio.NotifySetupChanged(); });
@@ -471,16 +469,66 @@ TEST_F(MIDIBasedControlSurfaceTest, EndsItsNoticesWhenTheRunningOneIsDone)
         mSurface->EndSetupNotices();
         ended.Set();
     });
-    for (int i = 0; i < 1000; ++i) {
-        std::this_thread::yield(); // give the end a chance to go wrong
-    }
+    EXPECT_FALSE(ended.ComesTooEarly());
     goOn.Set();
     notification.join();
     ender.join();
-    EXPECT_FALSE(endedTooEarly);
-
     mStudio.onEnumerate = [] { ADD_FAILURE() << "a notice after the end"; };
     mStudio.NotifySetupChanged();
+}
+
+TEST_F(MIDIBasedControlSurfaceTest, DisconnectsOnlyWhenTheMessageInHandIsDone)
+{
+    Make();
+    Signal inside;
+    Signal leave;
+    Signal disconnected;
+    mSurface->onMessage = [&] {
+        inside.Set();
+        EXPECT_TRUE(leave.Wait());
+    };
+    mSurface->Connect(MakeInfo(u"1", u"2"));
+    mStudio.Receive({1});
+    ASSERT_TRUE(inside.Wait());
+
+    std::thread host([&] {
+        mSurface->Disconnect();
+        disconnected.Set();
+    });
+    EXPECT_FALSE(disconnected.ComesTooEarly());
+    leave.Set();
+    host.join();
+}
+
+/// Leaves its end to its base.
+class PlainSurface : public MIDIBasedControlSurface {
+public:
+    PlainSurface()
+        : MIDIBasedControlSurface(u"Korva.ControlSurface.Plain")
+    {
+    }
+    bool HandleMidiMessage(const kelmidi::MidiMessage&, unsigned int) override { return true; }
+};
+
+TEST_F(MIDIBasedControlSurfaceTest, EndsItsNoticesAndDisconnectsByItself)
+{
+    auto surface = std::make_unique<PlainSurface>();
+    surface->Connect(MakeInfo(u"1", u"2"));
+    mStudio.TakeLog();
+    bool endedNotices = true;
+    // Runs inside the destructor's disconnection, with the surface still whole.
+    mStudio.onLog = [&](const std::string& line) {
+        if (line == "disconnect input 1") {
+            mStudio.onEnumerate = [&] { endedNotices = false; };
+            mStudio.NotifySetupChanged();
+            mStudio.onEnumerate.clear();
+        }
+    };
+
+    surface.reset();
+
+    EXPECT_THAT(mStudio.TakeLog(), ElementsAre("disconnect input 1", "disconnect output 2"));
+    EXPECT_TRUE(endedNotices);
 }
 
 TEST_F(MIDIBasedControlSurfaceTest, OffersNoMessageAfterDisconnectReturned)

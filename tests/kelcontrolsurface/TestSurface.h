@@ -4,7 +4,10 @@
 
 #include "kelcontrolsurface/plugins/common/midi/src/MIDIBasedControlSurface.h"
 
+#include <boost/function.hpp>
+
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <vector>
@@ -27,11 +30,16 @@ public:
 
     bool HandleMidiMessage(const kelmidi::MidiMessage& message, unsigned int portTag) override
     {
-        const unsigned char* bytes = message.data.bytes;
-        const std::lock_guard<std::mutex> lock(mMutex);
-        mReceived.emplace_back(bytes, bytes + message.data.length);
-        lastPortTag = portTag;
-        mChanged.notify_all();
+        {
+            const unsigned char* bytes = message.data.bytes;
+            const std::lock_guard<std::mutex> lock(mMutex);
+            mReceived.emplace_back(bytes, bytes + message.data.length);
+            lastPortTag = portTag;
+            mChanged.notify_all();
+        }
+        if (onMessage) {
+            onMessage();
+        }
         return true;
     }
     void Connect(const MIDIDeviceInfo& info) override
@@ -59,6 +67,7 @@ public:
             lock, std::chrono::seconds(30), [&] { return mReceived.size() >= count; });
     }
 
+    boost::function<void()> onMessage; // set before the first message
     std::atomic<int> connects{0};
     std::atomic<int> disconnects{0};
     std::atomic<unsigned int> lastPortTag{99};

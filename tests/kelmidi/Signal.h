@@ -24,11 +24,14 @@ public:
     }
 
     /// Returns false where the deadline passed first.
-    bool Wait(std::chrono::seconds deadline = std::chrono::seconds(30))
+    bool Wait(std::chrono::milliseconds deadline = std::chrono::seconds(30))
     {
         std::unique_lock<std::mutex> lock(mMutex);
         return mChanged.wait_for(lock, deadline, [this] { return mSet; });
     }
+
+    /// Gives what must not happen a chance to: true where it did.
+    bool ComesTooEarly() { return Wait(std::chrono::milliseconds(50)); }
 
 private:
     std::mutex mMutex;

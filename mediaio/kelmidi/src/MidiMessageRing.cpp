@@ -1,5 +1,7 @@
 #include "mediaio/kelmidi/src/MidiMessageRing.h"
 
+#include <bit>
+#include <cassert>
 #include <thread>
 #include <utility>
 
@@ -9,12 +11,14 @@ namespace kelmidi {
 // must not be seen out of step, or a message could wait with no pass to come; and the pin must be
 // seen before the slot is read again, or a pinned message could be overwritten.
 
-MidiMessageRing::MidiMessageRing()
-    : mPool(new MidiMessage[kPoolSize])
-    , mSlots(new std::atomic<SlotWord>[kCapacity])
-    , mSpares{kCapacity, kCapacity + 1}
+MidiMessageRing::MidiMessageRing(std::uint32_t capacity)
+    : mCapacity(capacity)
+    , mPool(new MidiMessage[capacity + kSpares])
+    , mSlots(new std::atomic<SlotWord>[capacity])
+    , mSpares{capacity, capacity + 1}
 {
-    for (std::uint32_t index = 0; index < kCapacity; ++index) {
+    assert(std::has_single_bit(capacity) && capacity <= kCapacity);
+    for (std::uint32_t index = 0; index < capacity; ++index) {
         mSlots[index].store(MakeWord(0, index));
     }
 }
@@ -88,7 +92,7 @@ MidiMessageRing::SlotWord MidiMessageRing::WaitUntilFilled(
 
 std::atomic<MidiMessageRing::SlotWord>& MidiMessageRing::SlotOf(std::int64_t number) noexcept
 {
-    return mSlots[static_cast<std::uint64_t>(number - 1) & (kCapacity - 1)];
+    return mSlots[static_cast<std::uint64_t>(number - 1) & (mCapacity - 1)];
 }
 
 } // namespace kelmidi

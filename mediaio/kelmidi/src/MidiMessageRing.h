@@ -19,7 +19,8 @@ class MidiMessageRing {
 public:
     static constexpr std::uint32_t kCapacity = 4096;
 
-    MidiMessageRing();
+    /// `capacity` is a power of two up to 4096.
+    explicit MidiMessageRing(std::uint32_t capacity = kCapacity);
     MidiMessageRing(const MidiMessageRing&) = delete;
     MidiMessageRing& operator=(const MidiMessageRing&) = delete;
 
@@ -50,8 +51,7 @@ private:
     static constexpr unsigned int kIndexBits = 13;
     // The pass pins one message at most, so of two spare messages one is always free.
     static constexpr std::uint32_t kSpares = 2;
-    static constexpr std::uint32_t kPoolSize = kCapacity + kSpares;
-    static constexpr std::uint32_t kNothingPinned = kPoolSize;
+    static constexpr std::uint32_t kNothingPinned = kCapacity + kSpares;
     static_assert(kNothingPinned < (1U << kIndexBits));
 
     static constexpr SlotWord MakeWord(std::int64_t number, std::uint32_t index)
@@ -72,6 +72,7 @@ private:
         const std::atomic<SlotWord>& slot, std::int64_t number) noexcept;
     std::atomic<SlotWord>& SlotOf(std::int64_t number) noexcept;
 
+    const std::uint32_t mCapacity;
     std::unique_ptr<MidiMessage[]> mPool;
     std::unique_ptr<std::atomic<SlotWord>[]> mSlots; // written by the producer only
 
