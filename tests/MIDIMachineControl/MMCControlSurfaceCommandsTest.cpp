@@ -520,10 +520,12 @@ TEST_F(SurfaceCommands, StayBlockedThroughAFloodThatIsNotKept)
 
 TEST_F(SurfaceCommands, WaitForAsMuchDataAsACommandCanHave)
 {
-    std::vector<std::uint8_t> most{0xF0, 0x7F, 0x7F, 0x06, 0x4C, 0xF6};
-    most.insert(most.end(), 244, 0x11);
-    Receive(most);
-    Receive({0x11, 0x11, 0xF7}); // 246 bytes of data: the unit is complete
+    std::vector<std::uint8_t> most{0xF0, 0x7F, 0x7F, 0x06, 0x4C, 0xFF}; // 258 bytes with its 06
+    most.insert(most.end(), 240, 0x11);
+    most.push_back(0xF7);
+    Receive(most); // 243 of them
+
+    ReceiveCommand({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14}); // the other 15
 
     ExpectPlayIsHeard();
 }

@@ -493,7 +493,7 @@ TEST_F(PluginInstance, AsksOnlyTwiceForAStringThatGrows)
     EXPECT_EQ(Suite().SetPluginSettings(mPlugin, mHost.StringRef()), kErrorStringBufferTooSmall);
 }
 
-TEST_F(PluginInstance, DoesNotReadBeyondItsBufferWhateverLengthTheHostReports)
+TEST_F(PluginInstance, BelievesNoLengthBeyondItsBuffer)
 {
     SetSettings(kTwoPorts);
     EXPECT_CALL(mHost, CopyString)
@@ -501,11 +501,15 @@ TEST_F(PluginInstance, DoesNotReadBeyondItsBufferWhateverLengthTheHostReports)
         .WillOnce([](auto*, char16_t* buffer, std::uint32_t* length) {
             buffer[0] = u'{';
             buffer[1] = u'}';
-            *length = 5;
+            *length = 4000000000U;
             return kSuccess;
         });
-
-    EXPECT_EQ(Suite().SetPluginSettings(mPlugin, mHost.StringRef()), kSuccess);
+    {
+        const auto& suite = Suite();
+        HeapControl heap;
+        heap.RefuseLargeRequests();
+        EXPECT_EQ(suite.SetPluginSettings(mPlugin, mHost.StringRef()), kSuccess);
+    }
     EXPECT_TRUE(Tree(GetSettings()).IsEmpty());
 }
 
