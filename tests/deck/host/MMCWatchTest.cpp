@@ -69,32 +69,39 @@ TEST(MMCSplitter, CutsALongMessageOffAndGoesOn)
     EXPECT_EQ(messages[1], kPlay);
 }
 
-TEST(MMCWatch, FollowsASourceUntilItIsGone)
+TEST(MMCWatch, FollowsASourceUntilItIsToldNotTo)
 {
     setenv("KEL_MIDI_SERVICE", "builtin", 1);
     MidiClient client("test");
-    MIDIEndpointRef source = client.MakeSource("Controller");
+    const MIDIEndpointRef source = client.MakeSource("Controller");
+    std::atomic<int> all{0};
     std::atomic<int> seen{0};
-    MMCWatch watch(client, [&seen](const RawMMC&) {
-        ++seen;
-        seen.notify_all();
-    });
+    const auto count = [](std::atomic<int>& number) {
+        return [&number](const RawMMC&) {
+            ++number;
+            number.notify_all();
+        };
+    };
+    MMCWatch watch(client, count(seen));
+    MMCWatch other(client, count(all));
     MIDIPacketList packets{};
     packets.numPackets = 1;
     packets.packet[0].length = static_cast<UInt16>(kPlay.size());
     std::copy(kPlay.begin(), kPlay.end(), packets.packet[0].data);
-
+    other.Follow(UniqueIDOf(source));
     watch.Follow(UniqueIDOf(source));
+
     MIDIReceived(source, &packets);
     seen.wait(0);
-
-    EXPECT_EQ(seen, 1);
+    all.wait(0);
     watch.Follow(0);
     MIDIReceived(source, &packets);
+    all.wait(1);
+    EXPECT_EQ(seen, 1) << "nobody followed";
     watch.Follow(UniqueIDOf(source));
     MIDIReceived(source, &packets);
     seen.wait(1);
-    EXPECT_EQ(seen, 2) << "what was sent while nobody followed is not delivered later";
+    EXPECT_EQ(seen, 2);
 }
 
 } // namespace
