@@ -401,7 +401,7 @@ TEST(LocateTarget, GoesByTheSendersRateWhereTheDecksHasNoSuchFrame)
     const auto automatic = LocateTarget(at30, FrameRate::k25, LocateRate::Auto);
 
     EXPECT_EQ(automatic, LocateTarget(at30, FrameRate::k25, LocateRate::Sender));
-    EXPECT_EQ(FormatFrame(*automatic, FrameRate::k25), "00:00:01:23");
+    EXPECT_EQ(FormatFrame(*automatic, FrameRate::k25), "00:00:01:22");
 }
 
 TEST(LocateTarget, TakesTheNumbersOfItsOwnRateAsTheyAre)
