@@ -1,14 +1,16 @@
 #include "kelcore/threads/AsyncExecutor.h"
 
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
-#include <boost/asio/thread_pool.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <thread>
+#include <vector>
 
 namespace kelcore::threads {
 
@@ -16,9 +18,21 @@ namespace {
 
 class ThreadPoolExecutor : public AsyncExecutor {
 public:
+    // Where not all threads can be had, those that were had are ended: Asio's own pool would wait
+    // for them for ever.
     explicit ThreadPoolExecutor(unsigned int threadCount)
-        : mPool(threadCount)
+        : mContext(static_cast<int>(threadCount))
+        , mWork(mContext.get_executor())
     {
+        try {
+            mThreads.reserve(threadCount);
+            while (mThreads.size() < threadCount) {
+                mThreads.emplace_back([this] { mContext.run(); });
+            }
+        } catch (...) {
+            Stop();
+            throw;
+        }
     }
 
     void PostDelayed(const boost::function<void()>& function, unsigned int delayMillis) override
@@ -27,7 +41,7 @@ public:
             return;
         }
         if (delayMillis == 0) {
-            boost::asio::post(mPool, function);
+            boost::asio::post(mContext, function);
         } else {
             PostAfter(function, std::chrono::milliseconds(delayMillis));
         }
@@ -36,8 +50,10 @@ public:
     void Stop()
     {
         mStopped = true;
-        mPool.stop();
-        mPool.join();
+        mContext.stop();
+        for (std::thread& thread : mThreads) {
+            thread.join();
+        }
     }
 
 private:
@@ -45,12 +61,14 @@ private:
 
     void PostAfter(const boost::function<void()>& function, std::chrono::milliseconds delay)
     {
-        const auto timer = boost::make_shared<Timer>(mPool, delay);
+        const auto timer = boost::make_shared<Timer>(mContext, delay);
         timer->async_wait([timer, function](const boost::system::error_code&) { function(); });
     }
 
-    boost::asio::thread_pool mPool;
+    boost::asio::io_context mContext;
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> mWork;
     std::atomic<bool> mStopped{false}; // true when the process ends
+    std::vector<std::thread> mThreads;
 };
 
 // The executor itself is never destroyed, because others may still post to it, in vain, when the

@@ -29,6 +29,7 @@ public:
     SmallBlockAllocator() noexcept = default;
     template <typename U> SmallBlockAllocator(const SmallBlockAllocator<U>&) noexcept {}
 
+    // NOLINTBEGIN(bugprone-sizeof-expression): T may well be a pointer
     T* allocate(std::size_t count)
     {
         if (count > static_cast<std::size_t>(-1) / sizeof(T)) {
@@ -40,6 +41,7 @@ public:
     {
         FreeSmallBlock(block, count * sizeof(T));
     }
+    // NOLINTEND(bugprone-sizeof-expression)
 
     template <typename U> bool operator==(const SmallBlockAllocator<U>&) const noexcept
     {
