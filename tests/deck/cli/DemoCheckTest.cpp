@@ -125,6 +125,17 @@ TEST_F(DemoCheckTest, WantsTheFullFrameOfTheTarget)
     EXPECT_TRUE(mCheck->IsDone());
 }
 
+TEST_F(DemoCheckTest, WantsTheFullFrameOfAFrameThatTheDeckReported)
+{
+    Begin(Step(MTCWanted::FullFrame));
+    Obey();
+    mCheck->OnFullFrame(At(99));
+    EXPECT_FALSE(mCheck->IsDone()) << "the deck was never there";
+
+    mCheck->OnPosition({99, {}, 0});
+    EXPECT_TRUE(mCheck->IsDone());
+}
+
 TEST_F(DemoCheckTest, WantsAWindToGoItsWay)
 {
     Begin(Step(MTCWanted::FullFramesBack));

@@ -296,6 +296,16 @@ TEST_F(TransportTest, LeavesOutLateFramesInPairs)
     EXPECT_EQ(mTransport.SkippedFrames(), 4);
 }
 
+TEST_F(TransportTest, SendsOneLateFrameWhereAnOddNumberIsLate)
+{
+    Do(Play, kStart);
+    mSink.TakeLines();
+    mTransport.Advance(kStart + 165ms); // frames 1 to 4 are due: 1 and 2 are left out
+
+    EXPECT_THAT(mSink.lines, ElementsAre("at 00:00:00:03 x1", "at 00:00:00:04 x1"));
+    EXPECT_EQ(mTransport.SkippedFrames(), 2);
+}
+
 TEST_F(TransportTest, RestsWithoutACommandWhenItIsHalted)
 {
     Do(Record, kStart);
