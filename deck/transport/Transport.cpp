@@ -47,7 +47,7 @@ FrameNumber NearestFrame(FrameNumber frame, FrameRate from, FrameRate to) noexce
 {
     const FrameNumber shown = ConvertFrame(frame, from, to);
     const auto time = FrameStart(frame, from);
-    const bool nextIsNearer = FrameStart(shown + 1, to) - time <= time - FrameStart(shown, to);
+    const bool nextIsNearer = FrameStart(shown + 1, to) - time < time - FrameStart(shown, to);
     return nextIsNearer ? shown + 1 : shown;
 }
 

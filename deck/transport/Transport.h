@@ -29,7 +29,7 @@ struct TransportSettings {
 };
 
 /// What a locate means here. The numbers of a sender at the deck's nominal rate are taken as they
-/// are; others are the position in real time, at the nearest frame (of two, the later). 24 and 30
+/// are; others are the position in real time, at the nearest frame (of two, the earlier). 24 and 30
 /// cannot be told from 23.976 and 29.97 by their codes: at a deck of 1000/1001 rates they are taken
 /// to be such too. Nothing where the hours, minutes or seconds do not exist.
 std::optional<FrameNumber> LocateTarget(const SenderTime& time,
