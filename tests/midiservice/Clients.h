@@ -221,15 +221,14 @@ public:
     bool WaitForChange(const std::function<bool()>& condition)
     {
         const auto end = std::chrono::steady_clock::now() + kDeadline;
-        while (!condition()) {
-            std::unique_lock lock(mMutex);
-            const int seen = mChanges;
+        while (true) {
+            const int seen = Changes();
             if (condition())
                 return true;
+            std::unique_lock lock(mMutex);
             if (!mChanged.wait_until(lock, end, [&] { return mChanges != seen; }))
                 return false;
         }
-        return true;
     }
 
     MIDIClientRef client = 0;

@@ -1,15 +1,12 @@
 // A JACK client in a process of its own.
-//   JackLoop --wait   returns when the server answers
 //   JackLoop NAME     has the ports NAME_IN and NAME_OUT, and sends on what it receives;
-//                     ends with its server
+//                     ends with its server, or by SIGTERM
 
 #include <jack/jack.h>
 #include <jack/midiport.h>
 
-#include <chrono>
-#include <cstring>
+#include <csignal>
 #include <string>
-#include <thread>
 
 #include <semaphore.h>
 
@@ -34,17 +31,6 @@ int Loop(jack_nframes_t frames, void* /*context*/)
     return 0;
 }
 
-jack_client_t* Open(const char* name)
-{
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (std::chrono::steady_clock::now() < end) {
-        if (jack_client_t* client = jack_client_open(name, JackNoStartServer, nullptr))
-            return client;
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return nullptr;
-}
-
 } // namespace
 
 int main(int count, char** arguments)
@@ -54,21 +40,21 @@ int main(int count, char** arguments)
     jack_set_error_function(&Quietly);
     jack_set_info_function(&Quietly);
     const std::string name = arguments[1];
-    jack_client_t* client = Open(name == "--wait" ? "waiter" : name.c_str());
+    jack_client_t* client = jack_client_open(name.c_str(), JackNoStartServer, nullptr);
     if (client == nullptr)
         return 1;
-    if (name != "--wait") {
-        sem_init(&sGone, 0, 0);
-        sIn = jack_port_register(
-            client, (name + "_IN").c_str(), JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
-        sOut = jack_port_register(
-            client, (name + "_OUT").c_str(), JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
-        jack_set_process_callback(client, &Loop, nullptr);
-        jack_on_shutdown(
-            client, [](void*) { sem_post(&sGone); }, nullptr);
-        if (jack_activate(client) != 0)
-            return 1;
-        sem_wait(&sGone);
+    sem_init(&sGone, 0, 0);
+    sIn = jack_port_register(
+        client, (name + "_IN").c_str(), JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
+    sOut = jack_port_register(
+        client, (name + "_OUT").c_str(), JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
+    jack_set_process_callback(client, &Loop, nullptr);
+    jack_on_shutdown(
+        client, [](void*) { sem_post(&sGone); }, nullptr);
+    std::signal(SIGTERM, [](int) { sem_post(&sGone); });
+    if (jack_activate(client) != 0)
+        return 1;
+    while (sem_wait(&sGone) != 0) {
     }
     jack_client_close(client);
     return 0;

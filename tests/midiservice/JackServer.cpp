@@ -1,5 +1,7 @@
 #include "tests/midiservice/JackServer.h"
 
+#include "mediaio/midiservice/src/jack/JackProbe.h"
+
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -14,6 +16,8 @@
 namespace midiservice::test {
 
 namespace {
+
+const std::string kName = "korvatest";
 
 /// Ends with us, however we end.
 pid_t Spawn(const std::vector<std::string>& arguments)
@@ -44,13 +48,6 @@ jack_client_t* Open(const std::string& name)
     return jack_client_open(name.c_str(), JackNoStartServer, nullptr);
 }
 
-int WaitForExit(pid_t process)
-{
-    int status = -1;
-    waitpid(process, &status, 0);
-    return status;
-}
-
 struct JackFree {
     void operator()(const char** names) const { jack_free(names); }
 };
@@ -69,29 +66,25 @@ bool JackServer::IsInstalled()
     return false;
 }
 
-// JACK has places for eight names in all, and one that was killed keeps its place until a server
-// of the same name starts. So the names are few, and each is locked while it is in use.
-JackServer::Name::Name()
+// JACK's servers of one user share files that each clears away when it ends, and it has places
+// for eight names only, of which one that was killed keeps its own. So there is one server of
+// tests at a time, of one name.
+JackServer::Turn::Turn()
+    : mLock(open((std::filesystem::temp_directory_path() / "korva-jack-test.lock").c_str(),
+        O_RDWR | O_CREAT | O_CLOEXEC,
+        0666))
 {
-    const auto folder = std::filesystem::temp_directory_path();
-    for (int number = 0; number < 16; ++number) {
-        text = "korvatest" + std::to_string(number);
-        lock = open((folder / (text + ".lock")).c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-        if (lock >= 0 && flock(lock, LOCK_EX | LOCK_NB) == 0)
-            return;
-        close(lock);
-    }
-    ADD_FAILURE() << "too many JACK servers of tests";
-    lock = -1;
+    EXPECT_EQ(flock(mLock, LOCK_EX), 0);
 }
 
-JackServer::Name::~Name()
+JackServer::Turn::~Turn()
 {
-    close(lock);
+    close(mLock);
 }
 
-JackServer::JackServer()
-    : mVariable("JACK_DEFAULT_SERVER", mName.text)
+JackServer::JackServer(Mode mode)
+    : mMode(mode)
+    , mVariable("JACK_DEFAULT_SERVER", kName)
 {
 }
 
@@ -102,13 +95,16 @@ JackServer::~JackServer()
 
 void JackServer::Start()
 {
-    // Synchronous, so that on a busy machine the server waits instead of leaving us out.
-    mProcess = Spawn({"jackd", "-n", mName.text, "-r", "-S", "-t", "10000", "-p", "256", "-d",
-        "dummy", "-r", "48000", "-p", "256"});
+    std::vector<std::string> arguments{"jackd", "-n", kName, "-r", "-p", "256"};
+    if (mMode == Mode::Synchronous)
+        arguments.insert(arguments.end(), {"-S", "-t", "200"});
+    arguments.insert(arguments.end(), {"-d", "dummy", "-r", "48000", "-p", "128"});
+    mProcess = Spawn(arguments);
     ASSERT_GT(mProcess, 0);
-    // In a process of its own: libjack crashes in a process where one client is opened while
-    // the server of another has died.
-    ASSERT_EQ(WaitForExit(Spawn({KORVA_JACK_LOOP, "--wait"})), 0) << "jackd does not answer";
+    const auto end = std::chrono::steady_clock::now() + kDeadline;
+    while (!MayJackServerBeThere() && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    ASSERT_TRUE(MayJackServerBeThere()) << "jackd does not answer";
 }
 
 JackLoop::JackLoop(const std::string& name)

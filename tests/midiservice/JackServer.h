@@ -19,8 +19,13 @@ public:
     /// False where jackd is not installed.
     static bool IsInstalled();
 
+    /// A synchronous server waits for clients that are late, as they are on a busy machine,
+    /// where an asynchronous one drops what they would have received. But clients that are
+    /// connected in a circle hold it up for seconds.
+    enum class Mode { Synchronous, Asynchronous };
+
     /// Nothing is started yet. JACK clients made while this object lives look for this server.
-    JackServer();
+    explicit JackServer(Mode mode);
     JackServer(const JackServer&) = delete;
     JackServer& operator=(const JackServer&) = delete;
     ~JackServer();
@@ -35,17 +40,20 @@ public:
 private:
     void End(int signal);
 
-    /// No other server of this machine has it.
-    struct Name {
-        Name();
-        Name(const Name&) = delete;
-        Name& operator=(const Name&) = delete;
-        ~Name();
-        std::string text;
-        int lock = -1;
+    /// Waits until no other test has a server.
+    class Turn {
+    public:
+        Turn();
+        Turn(const Turn&) = delete;
+        Turn& operator=(const Turn&) = delete;
+        ~Turn();
+
+    private:
+        int mLock;
     };
 
-    Name mName;
+    const Mode mMode;
+    Turn mTurn;
     ScopedVariable mVariable;
     pid_t mProcess = 0;
 };

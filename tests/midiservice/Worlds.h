@@ -36,6 +36,8 @@ public:
     virtual std::unique_ptr<Peer> MakePeer(const std::string& name) = 0;
     /// False where services join running status and the like to whole messages.
     virtual bool KeepsRawBytes() const { return false; }
+    /// How long before its time a scheduled message may reach a peer that works in cycles.
+    virtual HostTime MostEarly() const { return 0; }
 };
 
 struct WorldFactory {

@@ -542,8 +542,12 @@ bool Service::Revive(const EndpointFacts& facts)
     absent->info.displayName = facts.displayName;
     absent->identity = facts.identity;
     mHandles.Resume(absent->handle);
-    for (const auto& receiver : absent->receivers)
-        mDriver->ConnectSource(receiver->port, absent->key);
+    // A connection that cannot be made again is gone, so that its client can make it anew.
+    std::erase_if(absent->receivers, [&](const auto& receiver) {
+        const bool isConnected = mDriver->ConnectSource(receiver->port, absent->key);
+        receiver->isLive.store(isConnected);
+        return !isConnected;
+    });
     return true;
 }
 

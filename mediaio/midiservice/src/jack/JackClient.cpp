@@ -1,6 +1,7 @@
 #include "mediaio/midiservice/src/jack/JackClient.h"
 
 #include "mediaio/midiservice/src/SysExAssembler.h"
+#include "mediaio/midiservice/src/jack/JackProbe.h"
 
 #include <jack/midiport.h>
 
@@ -123,9 +124,10 @@ private:
 std::unique_ptr<JackClient> JackClient::TryOpen(
     const std::string& name, DriverHost& host, JackListener& listener, std::string& whyNot)
 {
-    jack_status_t status{};
-    jack_client_t* opened
-        = jack_client_open(AcceptableClientName(name).c_str(), JackNoStartServer, &status);
+    jack_status_t status = JackServerFailed;
+    jack_client_t* opened = MayJackServerBeThere()
+        ? jack_client_open(AcceptableClientName(name).c_str(), JackNoStartServer, &status)
+        : nullptr;
     if (opened == nullptr) {
         whyNot = (status & JackServerFailed) != 0 ? "no JACK server is running"
                                                   : "the JACK server refuses a client";
@@ -154,7 +156,9 @@ JackClient::JackClient(jack_client_t* client, DriverHost& host, JackListener& li
 
 JackClient::~JackClient()
 {
-    mClient.reset();
+    // Not reset(), which clears the pointer first: callbacks use it until the client is closed
+    jack_client_close(mClient.get());
+    static_cast<void>(mClient.release());
 }
 
 bool JackClient::Activate()
@@ -319,8 +323,7 @@ bool JackClient::Connect(jack_port_t* ours, const std::string& other)
     return true; // a server that stands still
 }
 
-JackPlace JackClient::AddInput(
-    const std::string& portName, EndpointKey origin, const std::string& from)
+JackPlace JackClient::AddInput(const std::string& portName, EndpointKey origin)
 {
     const auto place = std::find_if(mInputs.begin(), mInputs.end(),
         [](const Input& input) { return input.port.load() == nullptr; });
@@ -329,11 +332,12 @@ JackPlace JackClient::AddInput(
         return {};
     place->origin = origin;
     place->port.store(port);
-    if (!from.empty() && !Connect(port, from)) {
-        Withdraw(place->port);
-        return {};
-    }
     return {static_cast<std::uint32_t>(place - mInputs.begin()), 0};
+}
+
+bool JackClient::ConnectInput(JackPlace place, const std::string& from)
+{
+    return Connect(mInputs[place.index].port.load(), from);
 }
 
 void JackClient::RemoveInput(JackPlace place)
@@ -342,7 +346,7 @@ void JackClient::RemoveInput(JackPlace place)
         Withdraw(mInputs[place.index].port);
 }
 
-JackPlace JackClient::AddOutput(const std::string& portName, const std::string& to)
+JackPlace JackClient::AddOutput(const std::string& portName)
 {
     const auto place = std::find_if(mOutputs.begin(), mOutputs.end(),
         [](const Output& output) { return output.port.load() == nullptr; });
@@ -351,11 +355,12 @@ JackPlace JackClient::AddOutput(const std::string& portName, const std::string& 
         return {};
     place->serial.store(++mSerials);
     place->port.store(port);
-    if (!to.empty() && !Connect(port, to)) {
-        Withdraw(place->port);
-        return {};
-    }
     return {static_cast<std::uint32_t>(place - mOutputs.begin()), place->serial.load()};
+}
+
+bool JackClient::ConnectOutput(JackPlace place, const std::string& to)
+{
+    return Connect(mOutputs[place.index].port.load(), to);
 }
 
 void JackClient::RemoveOutput(JackPlace place)

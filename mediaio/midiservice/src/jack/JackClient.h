@@ -59,12 +59,17 @@ public:
     /// Full names of ports that ended since the last call: one that is there again is new.
     std::set<std::string> TakeEndedPorts();
 
-    /// A port of ours for what `origin` sends; where `from` is given, connected to it.
-    JackPlace AddInput(const std::string& portName, EndpointKey origin, const std::string& from);
+    /// A port of ours for what `origin` sends.
+    JackPlace AddInput(const std::string& portName, EndpointKey origin);
     void RemoveInput(JackPlace place);
-    /// A port of ours to send through; where `to` is given, connected to it.
-    JackPlace AddOutput(const std::string& portName, const std::string& to);
+    /// A port of ours to send through.
+    JackPlace AddOutput(const std::string& portName);
     void RemoveOutput(JackPlace place);
+
+    /// Connects a port of ours with another client's. On return the connection counts. False
+    /// while the other client has its ports but does not run yet.
+    bool ConnectInput(JackPlace place, const std::string& from);
+    bool ConnectOutput(JackPlace place, const std::string& to);
 
     /// [receive, real-time]
     void Receive(DriverHost& host) noexcept;

@@ -25,6 +25,10 @@ constexpr HostTime kQuiet = 5'000'000;
 constexpr HostTime kPatience = 50'000'000;
 // From the receive thread to the process callback.
 constexpr HostTime kHandOver = 1'000'000;
+// A client that has its ports and does not run yet is asked again at this interval, up to this
+// time.
+constexpr HostTime kAskAgain = 10'000'000;
+constexpr HostTime kPatienceWithClients = 1'000'000'000;
 constexpr HostTime kNever = ~HostTime{0};
 
 void Swallow(const char* /*message*/) {}
@@ -64,7 +68,8 @@ struct Target {
 
     std::string name; // of the other client's port; empty for a virtual source
     std::atomic<State> state{State::Unused};
-    JackPlace place; // written before the state is Open
+    JackPlace place;       // written before the state is Open
+    HostTime giveUpAt = 0; // the watching thread's
 };
 
 using TargetTable = std::vector<std::pair<EndpointKey, std::shared_ptr<Target>>>;
@@ -103,8 +108,10 @@ private:
     };
 
     struct Connection {
-        int users = 0; // input ports of ours that receive it
+        int users = 0;    // input ports of ours that receive it
+        std::string name; // of the other client's port
         JackPlace input;
+        bool isMade = false; // not while the other client has its ports but does not run yet
     };
 
     // On libjack's threads.
@@ -112,11 +119,15 @@ private:
     void OnJackPortsChanged() noexcept override;
 
     void Watch();
+    HostTime NextRefresh() const;
     HostTime NextLook() const;
     bool TryOpen();
     void Lose();
     void Refresh();
     void OpenWanted();
+    Target::State TryOpenTarget(Target& target);
+    void MakeMissingConnections();
+    void RetryImpossible();
     void ReclaimViews();
 
     // All under mMutex.
@@ -131,6 +142,7 @@ private:
     std::atomic<bool> mIsGone{false};
     std::atomic<HostTime> mLastChange{0};  // of ports
     std::atomic<HostTime> mFirstChange{0}; // the first since the last report; 0 is none
+    bool mIsAnyWanted = false;             // the watching thread's
     std::thread mWatcher;
 
     std::mutex mMutex; // libjack's requests, and what follows
@@ -199,19 +211,25 @@ void JackDriver::Watch()
         if (mCurrentView.load()->client == nullptr)
             TryOpen();
         OpenWanted();
-        if (mFirstChange.load() != 0 && NextLook() <= Now())
+        if (NextRefresh() <= Now())
             Refresh();
         ReclaimViews();
         mSignal.WaitUntil(NextLook());
     }
 }
 
+HostTime JackDriver::NextRefresh() const
+{
+    const HostTime first = mFirstChange.load();
+    return first != 0 ? std::min(mLastChange.load() + kQuiet, first + kPatience) : kNever;
+}
+
 HostTime JackDriver::NextLook() const
 {
     if (mCurrentView.load()->client == nullptr)
         return Now() + kLookInterval;
-    const HostTime first = mFirstChange.load();
-    return first != 0 ? std::min(mLastChange.load() + kQuiet, first + kPatience) : kNever;
+    const HostTime refresh = NextRefresh();
+    return mIsAnyWanted ? std::min(refresh, Now() + kAskAgain) : refresh;
 }
 
 bool JackDriver::TryOpen()
@@ -278,7 +296,9 @@ void JackDriver::Refresh()
             seen[id] = Seen{isSame ? known->second.key : ++mLastKey, std::move(port)};
         }
         mSeen = std::move(seen);
+        MakeMissingConnections();
         PublishTargets();
+        RetryImpossible();
         facts = Facts();
     }
     mHost->OnEndpointsChanged(std::move(facts));
@@ -313,7 +333,7 @@ void JackDriver::PublishTargets()
         if (endpoint.target)
             targets[key] = endpoint.target;
     for (const auto& [key, target] : mTargets)
-        if (targets.count(key) == 0 && mClient && target->state.load() == Target::State::Open)
+        if (targets.count(key) == 0 && mClient)
             mClient->RemoveOutput(target->place);
     mTargets = std::move(targets);
 
@@ -370,23 +390,49 @@ void JackDriver::Receive() noexcept
         client->Receive(*mHost);
 }
 
-// A port of ours for each destination that is used, made when it first is.
+// A port of ours for each destination that is used, made when it first is. Its client may have
+// its ports and not run yet: then what is sent waits, but not for ever.
 void JackDriver::OpenWanted()
 {
     bool isAnyReady = false;
+    mIsAnyWanted = false;
     {
         const std::lock_guard lock(mMutex);
         for (auto& [key, target] : mTargets) {
             if (!mClient || target->state.load() != Target::State::Wanted)
                 continue;
-            target->place = mClient->AddOutput("to " + target->name, target->name);
-            target->state.store(
-                target->place.IsValid() ? Target::State::Open : Target::State::Impossible);
-            isAnyReady = true;
+            const Target::State state = TryOpenTarget(*target);
+            target->state.store(state);
+            isAnyReady |= state != Target::State::Wanted;
+            mIsAnyWanted |= state == Target::State::Wanted;
         }
     }
     if (isAnyReady)
         mHost->Wake();
+}
+
+Target::State JackDriver::TryOpenTarget(Target& target)
+{
+    if (!target.place.IsValid()) {
+        target.place = mClient->AddOutput("to " + target.name);
+        target.giveUpAt = Now() + kPatienceWithClients;
+    }
+    if (!target.place.IsValid())
+        return Target::State::Impossible;
+    if (mClient->ConnectOutput(target.place, target.name))
+        return Target::State::Open;
+    if (Now() < target.giveUpAt)
+        return Target::State::Wanted;
+    mClient->RemoveOutput(std::exchange(target.place, {}));
+    return Target::State::Impossible;
+}
+
+// Something has changed: what could not be reached may be reached now.
+void JackDriver::RetryImpossible()
+{
+    for (auto& [key, target] : mTargets)
+        if (!target->name.empty() && target->state.load() == Target::State::Impossible)
+            target->state.store(Target::State::Unused);
 }
 
 // -------------------------------------------------------------- sources
@@ -400,15 +446,24 @@ bool JackDriver::ConnectSource(PortKey /*port*/, EndpointKey source)
         return false;
     Connection& connection = mConnections[source];
     if (connection.users == 0) {
-        const std::string& name = seen->second.port.names.fullName;
-        connection.input = mClient->AddInput("from " + name, source, name);
+        connection.name = seen->second.port.names.fullName;
+        connection.input = mClient->AddInput("from " + connection.name, source);
+        if (!connection.input.IsValid()) {
+            mConnections.erase(source);
+            return false;
+        }
+        connection.isMade = mClient->ConnectInput(connection.input, connection.name);
     }
-    const bool isConnected = connection.input.IsValid();
-    if (isConnected)
-        ++connection.users;
-    else
-        mConnections.erase(source);
-    return isConnected;
+    ++connection.users;
+    return true;
+}
+
+// Once made, a connection is left alone: others may take it away in a patchbay.
+void JackDriver::MakeMissingConnections()
+{
+    for (auto& [key, connection] : mConnections)
+        if (!connection.isMade && connection.input.IsValid())
+            connection.isMade = mClient->ConnectInput(connection.input, connection.name);
 }
 
 void JackDriver::DisconnectSource(PortKey /*port*/, EndpointKey source)
@@ -441,12 +496,12 @@ bool JackDriver::AddVirtual(
 void JackDriver::ShowVirtual(EndpointKey key, Virtual& endpoint)
 {
     if (endpoint.direction == Direction::Destination) {
-        endpoint.input = mClient->AddInput(endpoint.name, key, "");
+        endpoint.input = mClient->AddInput(endpoint.name, key);
         return;
     }
     // A new one each time: the receive thread may still look at the one before.
     endpoint.target = std::make_shared<Target>();
-    endpoint.target->place = mClient->AddOutput(endpoint.name, "");
+    endpoint.target->place = mClient->AddOutput(endpoint.name);
     endpoint.target->state.store(
         endpoint.target->place.IsValid() ? Target::State::Open : Target::State::Impossible);
 }
