@@ -29,8 +29,8 @@ constexpr char kRemoveListenerLabel[]
 
 } // namespace
 
-// What a pass works on: it lives as long as the handler or a pass does.
-class DeferredMidiMessageHandler::Delivery {
+// What a pass works on: it lives as long as the handler or a pass does. Padded by the ring.
+class DeferredMidiMessageHandler::Delivery { // NOLINT(clang-analyzer-optin.performance.Padding)
 public:
     explicit Delivery(unsigned int portTag)
         : mPortTag(portTag)

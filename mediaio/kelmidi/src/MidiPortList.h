@@ -17,9 +17,9 @@ public:
     MidiPortList() = default;
     MidiPortList(const MidiPortList&) = default;
     MidiPortList& operator=(const MidiPortList&) = default;
-    MidiPortList(MidiPortList&& other) { *this = std::move(other); }
+    MidiPortList(MidiPortList&& other) noexcept { *this = std::move(other); }
     /// Leaves `other` empty.
-    MidiPortList& operator=(MidiPortList&& other)
+    MidiPortList& operator=(MidiPortList&& other) noexcept
     {
         mPorts = std::exchange(other.mPorts, {});
         mPortsByID = std::exchange(other.mPortsByID, {});
