@@ -47,12 +47,15 @@ public:
         }
     }
 
+    // A function may end the process, and then it is one of the threads that gets here.
     void Stop()
     {
         mStopped = true;
         mContext.stop();
         for (std::thread& thread : mThreads) {
-            thread.join();
+            if (thread.get_id() != std::this_thread::get_id()) {
+                thread.join();
+            }
         }
     }
 

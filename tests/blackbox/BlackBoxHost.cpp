@@ -206,10 +206,10 @@ std::vector<std::string> Host::TakeLog()
     return std::exchange(mLog, {});
 }
 
-std::vector<std::string> Host::WaitForLog(std::size_t count, std::chrono::milliseconds most)
+std::vector<std::string> Host::WaitForLog(std::size_t count)
 {
     std::unique_lock lock(mMutex);
-    mLogged.wait_for(lock, most, [&] { return mLog.size() >= count; });
+    mLogged.wait_for(lock, std::chrono::seconds(30), [&] { return mLog.size() >= count; });
     return std::exchange(mLog, {});
 }
 

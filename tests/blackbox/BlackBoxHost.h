@@ -10,7 +10,6 @@
 #include "korvasdk/suites/StringSuite.h"
 #include "korvasdk/suites/SuitesSuite.h"
 
-#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <map>
@@ -35,8 +34,7 @@ public:
     /// What was called since the last time, in order, as "operation arguments".
     std::vector<std::string> TakeLog();
     /// Waits until `count` calls are in the log, or for a generous time, and takes them.
-    std::vector<std::string> WaitForLog(
-        std::size_t count, std::chrono::milliseconds most = std::chrono::seconds(30));
+    std::vector<std::string> WaitForLog(std::size_t count);
     void Log(const std::string& entry);
 
     /// The table that the plug-in registered.

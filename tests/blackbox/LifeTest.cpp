@@ -8,7 +8,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <map>
 #include <optional>
@@ -308,18 +307,17 @@ TEST_F(Life, LeavesTwoInstancesToThemselves)
 TEST_F(Life, HearsADeviceThatGoesAndComesBack)
 {
     Connect();
+    SetupWatcher watcher;
     const std::u16string id = mDevice->SourceID();
     mDevice.reset();
+    watcher.WaitUntilOthersAreTold();
     mDevice.emplace();
     ASSERT_EQ(mDevice->SourceID(), id);
+    watcher.WaitUntilOthersAreTold();
 
-    Log log; // the ports are bound again some time after the device is there
-    for (int i = 0; i < 3000 && log.empty(); ++i) {
-        mDevice->Send(kPlay);
-        log = mHost.WaitForLog(1, std::chrono::milliseconds(10));
-    }
+    mDevice->Send(kPlay);
 
-    EXPECT_THAT(log, ElementsAre("play transport"));
+    EXPECT_THAT(mHost.WaitForLog(1), ElementsAre("play transport"));
     End();
 }
 

@@ -97,4 +97,48 @@ void VirtualDevice::Take(const MIDIPacketList* packets)
     mArrived.notify_all();
 }
 
+SetupWatcher::SetupWatcher()
+{
+    Check(MIDIClientCreate(CFSTR("Watcher"), OnNotify, this, &mClient));
+}
+
+SetupWatcher::~SetupWatcher()
+{
+    MIDIClientDispose(mClient);
+}
+
+// A notice may have been on its way already when the change was made: the one after it counts.
+void SetupWatcher::WaitUntilOthersAreTold()
+{
+    for (int round = 0; round < 2; ++round) {
+        const int before = Notices();
+        MIDIEndpointRef change = 0;
+        Check(MIDISourceCreate(mClient, CFSTR("Change"), &change));
+        WaitForNoticeAfter(before);
+        MIDIEndpointDispose(change);
+    }
+}
+
+void SetupWatcher::OnNotify(const MIDINotification* message, void* self)
+{
+    if (message->messageID == kMIDIMsgSetupChanged) {
+        auto& watcher = *static_cast<SetupWatcher*>(self);
+        const std::scoped_lock lock(watcher.mMutex);
+        ++watcher.mNotices;
+        watcher.mNotified.notify_all();
+    }
+}
+
+int SetupWatcher::Notices()
+{
+    const std::scoped_lock lock(mMutex);
+    return mNotices;
+}
+
+void SetupWatcher::WaitForNoticeAfter(int notices)
+{
+    std::unique_lock lock(mMutex);
+    mNotified.wait_for(lock, std::chrono::seconds(30), [&] { return mNotices > notices; });
+}
+
 } // namespace blackbox

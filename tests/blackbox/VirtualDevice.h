@@ -49,4 +49,27 @@ private:
     std::vector<Bytes> mPackets; // guarded by mMutex
 };
 
+/// Hears of setup changes like every other client, and after those that were there before it: the
+/// service tells its clients in the order in which they were made.
+class SetupWatcher {
+public:
+    SetupWatcher();
+    ~SetupWatcher();
+    SetupWatcher(const SetupWatcher&) = delete;
+    SetupWatcher& operator=(const SetupWatcher&) = delete;
+
+    /// Returns when the earlier clients have been told of what changed before this call.
+    void WaitUntilOthersAreTold();
+
+private:
+    static void OnNotify(const MIDINotification* message, void* self);
+    int Notices();
+    void WaitForNoticeAfter(int notices);
+
+    MIDIClientRef mClient = 0;
+    std::mutex mMutex;
+    std::condition_variable mNotified;
+    int mNotices = 0; // guarded by mMutex
+};
+
 } // namespace blackbox

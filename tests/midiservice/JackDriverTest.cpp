@@ -5,6 +5,7 @@
 #include <KorvaMIDIService/KorvaMIDIService.h>
 
 #include <gmock/gmock.h>
+#include <jack/jack.h>
 
 #include <optional>
 

@@ -3,9 +3,10 @@
 #include "mediaio/midiservice/src/jack/JackProbe.h"
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <memory>
+#include <sstream>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -20,37 +21,23 @@ namespace {
 const std::string kName = "korvatest";
 
 /// Ends with us, however we end.
-pid_t Spawn(const std::vector<std::string>& arguments)
+pid_t Spawn(const std::vector<std::string>& arguments, int input, int output)
 {
     std::vector<char*> pointers;
     for (const std::string& argument : arguments)
         pointers.push_back(const_cast<char*>(argument.c_str()));
     pointers.push_back(nullptr);
-    const int silence = open("/dev/null", O_RDWR | O_CLOEXEC);
     const pid_t process = fork();
     if (process == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        dup2(silence, STDOUT_FILENO);
-        dup2(silence, STDERR_FILENO);
+        dup2(input, STDIN_FILENO);
+        dup2(output, STDOUT_FILENO);
+        dup2(open("/dev/null", O_RDWR | O_CLOEXEC), STDERR_FILENO);
         execvp(pointers[0], pointers.data());
         _exit(127);
     }
-    close(silence);
     return process;
 }
-
-void Quietly(const char* /*message*/) {}
-
-jack_client_t* Open(const std::string& name)
-{
-    jack_set_error_function(&Quietly);
-    jack_set_info_function(&Quietly);
-    return jack_client_open(name.c_str(), JackNoStartServer, nullptr);
-}
-
-struct JackFree {
-    void operator()(const char** names) const { jack_free(names); }
-};
 
 } // namespace
 
@@ -99,24 +86,14 @@ void JackServer::Start()
     if (mMode == Mode::Synchronous)
         arguments.insert(arguments.end(), {"-S", "-t", "200"});
     arguments.insert(arguments.end(), {"-d", "dummy", "-r", "48000", "-p", "128"});
-    mProcess = Spawn(arguments);
+    const int silence = open("/dev/null", O_RDWR | O_CLOEXEC);
+    mProcess = Spawn(arguments, silence, silence);
+    close(silence);
     ASSERT_GT(mProcess, 0);
     const auto end = std::chrono::steady_clock::now() + kDeadline;
     while (!MayJackServerBeThere() && std::chrono::steady_clock::now() < end)
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     ASSERT_TRUE(MayJackServerBeThere()) << "jackd does not answer";
-}
-
-JackLoop::JackLoop(const std::string& name)
-    : mProcess(Spawn({KORVA_JACK_LOOP, name}))
-{
-    EXPECT_GT(mProcess, 0);
-}
-
-JackLoop::~JackLoop()
-{
-    kill(mProcess, SIGTERM);
-    waitpid(mProcess, nullptr, 0);
 }
 
 void JackServer::Stop()
@@ -137,96 +114,114 @@ void JackServer::End(int signal)
     mProcess = 0;
 }
 
-JackPeer::JackPeer(const std::string& name)
-    : mClient(Open(name))
+JackProgram::JackProgram(const std::string& mode, const std::string& name)
 {
-    EXPECT_NE(mClient, nullptr);
-    mOut = jack_port_register(
-        mClient, (name + "_OUT").c_str(), JACK_DEFAULT_MIDI_TYPE, JackPortIsOutput, 0);
-    mIn = jack_port_register(
-        mClient, (name + "_IN").c_str(), JACK_DEFAULT_MIDI_TYPE, JackPortIsInput, 0);
-    jack_set_process_callback(
-        mClient,
-        [](jack_nframes_t frames, void* self) {
-            static_cast<JackPeer*>(self)->Process(frames);
-            return 0;
-        },
-        this);
-    EXPECT_EQ(jack_activate(mClient), 0);
+    int input[2];
+    int output[2];
+    EXPECT_EQ(pipe2(input, O_CLOEXEC), 0);
+    EXPECT_EQ(pipe2(output, O_CLOEXEC), 0);
+    mProcess = Spawn({KORVA_JACK_PROGRAM, mode, name}, input[0], output[1]);
+    close(input[0]);
+    close(output[1]);
+    mInput = fdopen(input[1], "w");
+    mOutput = fdopen(output[0], "r");
+    std::string line;
+    EXPECT_TRUE(Read(line)) << "a JACK client cannot be opened";
+    EXPECT_EQ(line, "ok");
+}
+
+JackProgram::~JackProgram()
+{
+    std::fclose(mInput);
+    Terminate();
+    std::fclose(mOutput);
+}
+
+void JackProgram::Terminate()
+{
+    if (mProcess == 0)
+        return;
+    kill(mProcess, SIGTERM);
+    waitpid(mProcess, nullptr, 0);
+    mProcess = 0;
+}
+
+void JackProgram::Write(const std::string& line)
+{
+    std::fprintf(mInput, "%s\n", line.c_str());
+    std::fflush(mInput);
+}
+
+bool JackProgram::Read(std::string& line)
+{
+    line.clear();
+    int character = 0;
+    while ((character = std::getc(mOutput)) != EOF && character != '\n')
+        line += static_cast<char>(character);
+    return character != EOF;
+}
+
+JackPeer::JackPeer(const std::string& name)
+    : mProgram("peer", name)
+    , mListener([this] { Listen(); })
+{
 }
 
 JackPeer::~JackPeer()
 {
-    jack_client_close(mClient);
+    mProgram.Terminate();
+    mListener.join();
 }
 
-void JackPeer::Process(jack_nframes_t frames)
+void JackPeer::Listen()
 {
-    const std::lock_guard lock(mMutex);
-    void* out = jack_port_get_buffer(mOut, frames);
-    jack_midi_clear_buffer(out);
-    for (const Bytes& unit : mToSend)
-        EXPECT_EQ(jack_midi_event_write(out, 0, unit.data(), unit.size()), 0);
-    mToSend.clear();
-
-    void* in = jack_port_get_buffer(mIn, frames);
-    for (std::uint32_t index = 0; index < jack_midi_get_event_count(in); ++index) {
-        jack_midi_event_t event{};
-        jack_midi_event_get(&event, in, index);
-        const HostTime sampleTime = TimeOf(event.time, frames);
-        mReceived.Put(
-            {Bytes(event.buffer, event.buffer + event.size), sampleTime, Now(), nullptr, {}});
+    for (std::string line; mProgram.Read(line);) {
+        std::istringstream words(line);
+        std::string word;
+        Inbox::Arrival arrival;
+        words >> word;
+        if (word != "event") {
+            const std::lock_guard lock(mMutex);
+            mAnswers.push_back(word);
+            mAnswered.notify_all();
+            continue;
+        }
+        words >> arrival.stamp >> arrival.time;
+        for (unsigned byte = 0; words >> std::hex >> byte;)
+            arrival.bytes.push_back(static_cast<std::uint8_t>(byte));
+        mReceived.Put(std::move(arrival));
     }
 }
 
-HostTime JackPeer::TimeOf(jack_nframes_t frame, jack_nframes_t frames) const
+void JackPeer::Command(const std::string& line)
 {
-    jack_nframes_t first = 0;
-    jack_time_t start = 0;
-    jack_time_t next = 0;
-    float period = 0;
-    jack_get_cycle_times(mClient, &first, &start, &next, &period);
-    return (start + (next - start) * frame / frames) * 1000;
+    mProgram.Write(line);
+    std::unique_lock lock(mMutex);
+    EXPECT_TRUE(mAnswered.wait_for(lock, kDeadline, [this] { return !mAnswers.empty(); }));
+    EXPECT_EQ(mAnswers, std::vector<std::string>{"ok"}) << line;
+    mAnswers.clear();
 }
 
 void JackPeer::Send(const std::vector<Bytes>& units)
 {
-    const std::lock_guard lock(mMutex);
-    mToSend.insert(mToSend.end(), units.begin(), units.end());
-}
-
-std::string JackPeer::FindPort(const std::string& name, unsigned long flags) const
-{
-    const std::unique_ptr<const char*[], JackFree> names(
-        jack_get_ports(mClient, nullptr, JACK_DEFAULT_MIDI_TYPE, flags));
-    for (std::size_t index = 0; names && names[index] != nullptr; ++index)
-        if (std::string(names[index]).find(name) != std::string::npos)
-            return names[index];
-    return "";
-}
-
-// Returns when the connection counts, which is in one of the next cycles.
-void JackPeer::Connect(jack_port_t* ours, const std::string& other, bool isSending)
-{
-    const std::string own = jack_port_name(ours);
-    EXPECT_EQ(jack_connect(mClient, isSending ? own.c_str() : other.c_str(),
-                  isSending ? other.c_str() : own.c_str()),
-        0)
-        << other;
-    const auto end = std::chrono::steady_clock::now() + kDeadline;
-    while (
-        jack_port_connected_to(ours, other.c_str()) == 0 && std::chrono::steady_clock::now() < end)
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    std::ostringstream line;
+    line << "send" << std::hex;
+    for (std::size_t index = 0; index < units.size(); ++index) {
+        line << (index > 0 ? "," : "");
+        for (std::uint8_t byte : units[index])
+            line << ' ' << int{byte};
+    }
+    Command(line.str());
 }
 
 void JackPeer::ConnectFrom(const std::string& virtualSource)
 {
-    Connect(mIn, FindPort(virtualSource, JackPortIsOutput), false);
+    Command("from " + virtualSource);
 }
 
 void JackPeer::ConnectTo(const std::string& virtualDestination)
 {
-    Connect(mOut, FindPort(virtualDestination, JackPortIsInput), true);
+    Command("to " + virtualDestination);
 }
 
 } // namespace midiservice::test
