@@ -8,9 +8,9 @@
 #include "korvasdk/suites/ControlSurfaceSuites.h"
 #include "tests/MIDIMachineControl/FakeDialog.h"
 #include "tests/MIDIMachineControl/FakeMidi.h"
-#include "tests/MIDIMachineControl/HeapControl.h"
 #include "tests/MIDIMachineControl/MockHost.h"
 #include "tests/MIDIMachineControl/PlainHost.h"
+#include "tests/support/HeapControl.h"
 
 #include <cstring>
 #include <map>
@@ -26,6 +26,7 @@ namespace mmc::tests {
 namespace {
 
 using kelcore::debug::DebugDatabase;
+using korva::tests::HeapControl;
 using testing::_;
 using testing::DoAll;
 using testing::InSequence;
@@ -507,7 +508,7 @@ TEST_F(PluginInstance, BelievesNoLengthBeyondItsBuffer)
     {
         const auto& suite = Suite();
         HeapControl heap;
-        heap.RefuseLargeRequests();
+        heap.RefuseFrom(HeapControl::kMegabyte);
         EXPECT_EQ(suite.SetPluginSettings(mPlugin, mHost.StringRef()), kSuccess);
     }
     EXPECT_TRUE(Tree(GetSettings()).IsEmpty());
@@ -523,7 +524,7 @@ TEST_F(PluginInstance, RefusesWhereThereIsNoMemoryForTheSettings)
     });
     const auto& suite = Suite();
     HeapControl heap;
-    heap.RefuseLargeRequests();
+    heap.RefuseFrom(HeapControl::kMegabyte);
 
     EXPECT_EQ(suite.SetPluginSettings(mPlugin, mHost.StringRef()), kErrorBadParameter);
     EXPECT_EQ(refusals, 1U);

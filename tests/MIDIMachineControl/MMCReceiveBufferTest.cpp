@@ -1,8 +1,8 @@
 #include "kelcontrolsurface/plugins/MIDIMachineControl/src/MMCReceiveBuffer.h"
 
-#include "tests/MIDIMachineControl/HeapControl.h"
 #include "tests/MIDIMachineControl/HostileMidi.h"
 #include "tests/MIDIMachineControl/NaiveReceiver.h"
+#include "tests/support/HeapControl.h"
 
 #include <gmock/gmock.h>
 
@@ -10,6 +10,7 @@ namespace mmc::tests {
 
 namespace {
 
+using korva::tests::HeapControl;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Optional;

@@ -2,8 +2,8 @@
 
 #include "BlackBoxHost.h"
 #include "VirtualDevice.h"
-#include "tests/MIDIMachineControl/HeapControl.h"
 #include "tests/MIDIMachineControl/PlainHost.h"
+#include "tests/support/HeapControl.h"
 
 #include <gmock/gmock.h>
 
@@ -92,7 +92,7 @@ protected:
         std::size_t number, mmc::tests::PlainHost& host)
     {
         mSurface = nullptr;
-        mmc::tests::HeapControl heap;
+        korva::tests::HeapControl heap;
         heap.RefuseRequest(number);
         const KORVASDK_Result result = mSuite.Connect(mPlugin, host.HostRef(), &mSurface);
         return {result, heap.HasRefused()};
