@@ -326,6 +326,21 @@ TEST(ByteSequence, NeedsNoMemoryWithinItsCapacityOnceCleared)
     EXPECT_EQ(sequence[kLarge - 1], 7);
 }
 
+TEST(ByteSequence, NeedsNoMemoryForWhatItHasReservedBehindErasedBytes)
+{
+    ByteSequence sequence = SequenceOf(Bytes(kLarge));
+    const Bytes bytes(kLarge / 4, 7);
+    sequence.EraseFront(bytes.size());
+    sequence.Reserve(kLarge);
+    HeapControl heap;
+    heap.RefuseFrom(0);
+
+    AppendAll(sequence, bytes);
+
+    EXPECT_EQ(sequence.Size(), kLarge);
+    EXPECT_EQ(sequence[kLarge - 1], 7);
+}
+
 TEST(ByteSequence, StaysAsItWasWhenACopyToItFails)
 {
     const ByteSequence large = SequenceOf(Bytes(kLarge));
