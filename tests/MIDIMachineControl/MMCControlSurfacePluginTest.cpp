@@ -187,10 +187,10 @@ protected:
     std::u16string GetSettings()
     {
         std::u16string settings;
-        KORVASDK_String* string = nullptr;
-        EXPECT_CALL(mHost, MakeString(_, &string))
+        EXPECT_CALL(mHost, MakeString(_, mHost.StringRef()))
             .WillOnce(DoAll(testing::SaveArg<0>(&settings), Return(kHostsOwnError)));
-        EXPECT_EQ(Suite().GetPluginSettings(mPlugin, &string), kHostsOwnError); // passed through
+        EXPECT_EQ(Suite().GetPluginSettings(mPlugin, mHost.StringRef()),
+            kHostsOwnError); // passed through
         Mock::VerifyAndClearExpectations(&mHost);
         return settings;
     }
@@ -357,14 +357,14 @@ TEST_F(PluginStartup, DeletesNoInstanceWhereThereIsNone)
 
 TEST_F(PluginInstance, TellsWhoItIs)
 {
-    KORVASDK_String* string = nullptr;
-    EXPECT_CALL(mHost, MakeString(std::u16string(u"Korva.ControlSurfacePlugIn.MMC"), &string))
+    EXPECT_CALL(
+        mHost, MakeString(std::u16string(u"Korva.ControlSurfacePlugIn.MMC"), mHost.StringRef()))
         .WillOnce(Return(kHostsOwnError));
-    EXPECT_EQ(Suite().GetPluginID(mPlugin, &string), kHostsOwnError);
+    EXPECT_EQ(Suite().GetPluginID(mPlugin, mHost.StringRef()), kHostsOwnError);
 
-    EXPECT_CALL(mHost, MakeString(std::u16string(u"MIDI Machine Control"), &string))
+    EXPECT_CALL(mHost, MakeString(std::u16string(u"MIDI Machine Control"), mHost.StringRef()))
         .WillOnce(Return(kSuccess));
-    EXPECT_EQ(Suite().GetPluginDisplayString(mPlugin, &string), kSuccess);
+    EXPECT_EQ(Suite().GetPluginDisplayString(mPlugin, mHost.StringRef()), kSuccess);
 }
 
 TEST_F(PluginInstance, HasADialogAndDoesNotSuspend)

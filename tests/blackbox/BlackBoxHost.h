@@ -85,10 +85,6 @@ private:
 /// Sets a switch of the debug database as a host on the same host library does.
 void SetDebugEntry(const std::string& key, const std::string& text);
 
-/// Text of a string of the host, which is then released.
-std::u16string TakeText(KORVASDK_String*& string);
-KORVASDK_String* MakeText(const std::u16string& text);
-
 } // namespace blackbox
 
 /// The host's own kind of string.

@@ -47,7 +47,7 @@ void ControlSurface::Resume()
     Update();
 }
 
-KORVASDK_Result ControlSurface::GetConfigIdentifier(KORVASDK_String** out) const
+KORVASDK_Result ControlSurface::GetConfigIdentifier(KORVASDK_String* out) const
 {
     return mStringSuite->MakeString(kConfigIdentifier, out);
 }

@@ -48,7 +48,7 @@ public:
     void Resume() override;
 
     /// "KorvaMIDI". Needs the string suite. [host]
-    KORVASDK_Result GetConfigIdentifier(KORVASDK_String** out) const override;
+    KORVASDK_Result GetConfigIdentifier(KORVASDK_String* out) const override;
     KORVASDK_Result GetTransportRef(KORVASDK_ControlSurfaceTransport** out) override;
     KORVASDK_Result Update() override;
     virtual KORVASDK_Result GetSMPTERef(KORVASDK_ControlSurfaceSMPTE** out);

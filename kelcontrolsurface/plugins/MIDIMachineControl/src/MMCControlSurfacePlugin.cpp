@@ -155,19 +155,19 @@ KORVASDK_Result ControlSurfacePlugin_Disconnect(KORVASDK_ControlSurfacePlugin* p
 }
 
 KORVASDK_Result ControlSurfacePlugin_GetPluginID(
-    KORVASDK_ControlSurfacePlugin*, KORVASDK_String** outID)
+    KORVASDK_ControlSurfacePlugin*, KORVASDK_String* outID)
 {
     return Guarded([&] { return sStringSuite->MakeString(kPluginID, outID); });
 }
 
 KORVASDK_Result ControlSurfacePlugin_GetPluginDisplayString(
-    KORVASDK_ControlSurfacePlugin*, KORVASDK_String** outText)
+    KORVASDK_ControlSurfacePlugin*, KORVASDK_String* outText)
 {
     return Guarded([&] { return sStringSuite->MakeString(kPluginDisplayString, outText); });
 }
 
 KORVASDK_Result ControlSurfacePlugin_GetPluginSettings(
-    KORVASDK_ControlSurfacePlugin* plugin, KORVASDK_String** outSettings)
+    KORVASDK_ControlSurfacePlugin* plugin, KORVASDK_String* outSettings)
 {
     return Guarded([&] {
         const auto text = kelcore::utility::UTF8to16(FromHandle(plugin)->GetConfigurationString());
