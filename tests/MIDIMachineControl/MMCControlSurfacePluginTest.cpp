@@ -337,6 +337,23 @@ TEST_F(PluginStartup, RegistersTheSurfaceSuitesAlsoWithoutAList)
     EXPECT_EQ(mFuncs.Shutdown(), kSuccess);
 }
 
+TEST_F(PluginStartup, RefusesWhereTheHostThrowsAtShutdown)
+{
+    ExpectStringSuite();
+    ExpectSuitesSuite();
+    ExpectSuiteListAllocated();
+    ExpectAdded("KORVASDK ControlSurfacePlugin Suite", 1, mHost.SuiteListRef());
+    ExpectAdded("KORVASDK ControlSurface Internal Suite", 1, mHost.SuiteListRef());
+    ExpectSurfaceSuitesAdded(mHost.SuiteListRef());
+    ASSERT_EQ(mFuncs.Startup(), kSuccess);
+    EXPECT_CALL(mHost, FreeSuiteList).WillOnce(testing::Throw(std::runtime_error("host")));
+    EXPECT_EQ(mFuncs.Shutdown(), kErrorBadParameter);
+    Mock::VerifyAndClearExpectations(&mHost);
+
+    ExpectShutdown(); // it can be asked again
+    EXPECT_EQ(mFuncs.Shutdown(), kSuccess);
+}
+
 TEST_F(PluginStartup, TakesANullListAsNone)
 {
     const InSequence inSequence;

@@ -296,16 +296,18 @@ KORVASDK_Result ControlSurfacePlugin_Startup()
 // Deliberate: the suites suite is not given back, and the basic suite is kept.
 KORVASDK_Result ControlSurfacePlugin_Shutdown()
 {
-    if (sSuiteList != nullptr) {
-        sQXSuitesSuite->FreeSuiteList(sSuiteList);
-        sSuiteList = nullptr;
-    }
-    if (sStringSuite != nullptr) {
-        sQXBasicSuite->ReleaseSuite(kKORVASDKStringSuite, kKORVASDKStringSuiteVersion);
-        sStringSuite = nullptr;
-    }
-    module::Terminate();
-    return kSuccess;
+    return Guarded([] {
+        if (sSuiteList != nullptr) {
+            sQXSuitesSuite->FreeSuiteList(sSuiteList);
+            sSuiteList = nullptr;
+        }
+        if (sStringSuite != nullptr) {
+            sQXBasicSuite->ReleaseSuite(kKORVASDKStringSuite, kKORVASDKStringSuiteVersion);
+            sStringSuite = nullptr;
+        }
+        module::Terminate();
+        return KORVASDK_Result{kSuccess};
+    });
 }
 
 KORVASDK_Result ControlSurfacePlugin_CreatePluginInstance(KORVASDK_ControlSurfacePlugin** outPlugin)
