@@ -52,7 +52,7 @@ void DeckMonitor::Update(bool isDue)
     if (UntilRevival() == std::chrono::milliseconds(0)) {
         Revive();
     }
-    mStatus.lost = mSession.RefusedCalls() + mSession.Events().Dropped();
+    mStatus.lost = mSession.RefusedCalls() + mSession.Events().Dropped() + CountLostMessages();
     mDisplay.Show(mStatus, isDue);
 }
 

@@ -33,7 +33,7 @@ struct DeckStatus {
     bool mtc = false;
     std::uint64_t mmc = 0;   // MMC messages that came in
     std::uint64_t calls = 0; // calls of the plug-in on the transport
-    std::uint64_t lost = 0;  // calls and events for which there was no room
+    std::uint64_t lost = 0;  // calls and events without room, and messages that the service lost
     int takes = 0;
     std::string senderRate; // of the last locate; empty before the first
     std::string deaf;       // why the plug-in obeys nothing any more; empty while it does

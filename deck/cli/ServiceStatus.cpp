@@ -16,4 +16,11 @@ ServiceStatus GetServiceStatus()
     return status;
 }
 
+std::uint64_t CountLostMessages()
+{
+    KorvaMIDIServiceCounters counters{};
+    KorvaMIDIServiceGetCounters(&counters);
+    return counters.dropped + counters.refused;
+}
+
 } // namespace deck::cli

@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace deck::cli {
@@ -16,5 +17,9 @@ struct ServiceStatus {
 
 /// Starts the service where it is not started yet. [host, may block]
 ServiceStatus GetServiceStatus();
+
+/// How many messages the service has lost: no room for them, or nobody there who could take them.
+/// [any]
+std::uint64_t CountLostMessages();
 
 } // namespace deck::cli
