@@ -34,9 +34,10 @@ struct PositionEvent {
 struct TakeEvent {
     Take take;
 };
-/// An MMC message came in.
+/// An MMC message came in, for the surface of that number.
 struct MMCEvent {
     RawMMC message;
+    std::uint8_t surface = 0;
 };
 /// A piece of MTC came out, where the deck itself listens.
 struct MTCEvent {

@@ -28,11 +28,13 @@ std::string TimeText(std::chrono::nanoseconds time)
     return text;
 }
 
-std::vector<PortChoice> Choices(host::PortDirection direction)
+std::vector<PortChoice> Choices(host::PortDirection direction, const host::OwnPorts* own)
 {
     std::vector<PortChoice> choices;
     for (const host::MidiPort& port : host::ListPorts(direction)) {
-        choices.push_back({port.id, port.name, port.isAmbiguous});
+        if (own == nullptr || !own->Has(port.id)) {
+            choices.push_back({port.id, port.name, port.isAmbiguous});
+        }
     }
     return choices;
 }
@@ -70,8 +72,8 @@ WindowState WindowDeck::Read()
     state.isRecording = status.isRecording;
     state.rate = status.rate;
     state.service = status.service;
-    state.inputs = Choices(host::PortDirection::Source);
-    state.outputs = Choices(host::PortDirection::Destination);
+    state.inputs = Choices(host::PortDirection::Source, mRun->Session().Own());
+    state.outputs = Choices(host::PortDirection::Destination, mRun->Session().Own());
     state.input = status.in.id;
     state.output = status.out.id;
     state.isBound = status.IsBound();
@@ -93,7 +95,9 @@ std::string WindowDeck::Trouble(const cli::DeckStatus& status) const
         return status.service + ": " + status.waitsFor;
     }
     if (!status.in.id || !status.out.id) {
-        return "No ports are chosen: pick both above. The plug-in binds both or none.";
+        return status.hasOwnPorts
+            ? "No ports are chosen: pick both above, or connect the deck's own MMC in and MTC out."
+            : "No ports are chosen: pick both above. The plug-in binds both or none.";
     }
     return mTrouble;
 }
@@ -101,8 +105,8 @@ std::string WindowDeck::Trouble(const cli::DeckStatus& status) const
 /// The lamp is lit by what was handed to the port, not by what should have been.
 void WindowDeck::LookAtMTC()
 {
-    const host::MtcRelay* relay = mRun->Session().Relay();
-    if (relay != nullptr && std::exchange(mMTCSent, relay->Sent()) != relay->Sent()) {
+    const std::uint64_t sent = mRun->Session().SentMTC();
+    if (std::exchange(mMTCSent, sent) != sent) {
         mLastMTC = Clock::now();
     }
 }
