@@ -52,7 +52,7 @@ private:
     void On(const host::PositionEvent& event);
     void On(const host::TakeEvent& event);
     void On(const host::MMCEvent& event);
-    void On(const host::MTCEvent&) {}
+    void On(const host::MTCEvent& event) { mDisplay.ShowMTC(event); }
     void NoteLocate(const HostCall& call);
     void NoteDeafness(const PluginModel& plugin);
     void ForgetDeafness();

@@ -37,7 +37,7 @@ DeckRun::DeckRun(const RunOptions& options, const StopSignals& signals, Display&
     , mDisplay(display)
     , mSettings(options.settings)
     , mSession(options.bundle ? *options.bundle : host::FindBundle(),
-          {MakeTransportSettings(options), options.pacing, options.ownPorts})
+          {MakeTransportSettings(options), options.pacing, options.ownPorts, display.WantsMTC()})
 {
 }
 

@@ -7,7 +7,9 @@
 #include "deck/transport/BoundedQueue.h"
 #include "deck/transport/TransportSink.h"
 
+#include <array>
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <variant>
@@ -39,10 +41,11 @@ struct MMCEvent {
     RawMMC message;
     std::uint8_t surface = 0;
 };
-/// A piece of MTC came out, where the deck itself listens.
+/// A message of MTC goes out, or came out where the deck itself listens.
 struct MTCEvent {
     std::uint8_t length = 0;
     std::array<std::uint8_t, 16> bytes{};
+    std::chrono::nanoseconds due{0}; // on the host's clock; zero is at once
 };
 
 struct DeckEvent {

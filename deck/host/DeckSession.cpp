@@ -2,6 +2,8 @@
 
 #include "deck/host/BundleLoader.h"
 
+#include <algorithm>
+
 namespace deck::host {
 namespace {
 
@@ -21,9 +23,22 @@ bool DeckSession::MarkedCommands::TryPost(const HostCall& call) noexcept
     return mCommands.TryPost(marked);
 }
 
+void DeckSession::HeardOutput::Send(ByteView bytes, std::chrono::nanoseconds time) noexcept
+{
+    if (mIsHeard.load()) {
+        MTCEvent event;
+        event.length = static_cast<std::uint8_t>(std::min(bytes.size(), event.bytes.size()));
+        std::copy_n(bytes.begin(), event.length, event.bytes.begin());
+        event.due = time;
+        mEvents.Push(event);
+    }
+    mOutput.Send(bytes, time);
+}
+
 DeckSession::Surface::Surface(
-    DeckSession& session, const DeckSessionOptions& options, MtcOutput& output, std::uint8_t number)
-    : relay(options.pacing, output)
+    DeckSession& session, const DeckSessionOptions& options, MtcOutput& outlet, std::uint8_t number)
+    : output(outlet, session.mEvents)
+    , relay(options.pacing, output)
     , link(options.transport.rate, *session.mClock, &relay.Pacer(), number)
     , commands(session.mTransport, number)
 {
@@ -44,7 +59,8 @@ void DeckSession::Surface::Disconnect()
 }
 
 DeckSession::DeckSession(const std::filesystem::path& bundle, const DeckSessionOptions& options)
-    : mClock(MakeMonotonicClock())
+    : mTellsMTC(options.tellsMTC)
+    , mClock(MakeMonotonicClock())
     , mOwnPorts(
           options.hasOwnPorts && OwnPorts::ArePossible() ? std::make_unique<OwnPorts>() : nullptr)
     , mUsers(*this, options, mUserPort, kUsersSurface)
@@ -87,6 +103,7 @@ void DeckSession::Connect(const std::string& settings)
 {
     const PortSettings users = ReadPortSettings(settings);
     mUserPort.Choose(users.out);
+    mUsers.output.BeHeard(mTellsMTC && users.HasBoth());
     PortSettings ports = users;
     if (ports.out) {
         ports.out = mUsers.relay.InletID();
@@ -100,6 +117,7 @@ void DeckSession::Connect(const std::string& settings)
 /// MTC leaves here too, unless somebody has said that none is wanted.
 void DeckSession::ConnectOwn(const PortSettings& users)
 {
+    mOwn->output.BeHeard(mTellsMTC && !users.HasBoth());
     mOwn->Connect(WithPortSettings(
         "", {mOwnPorts->InputID(), mOwn->relay.InletID(), users.transmitMTC.value_or(true)}));
 }

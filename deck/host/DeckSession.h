@@ -33,6 +33,9 @@ struct DeckSessionOptions {
     /// instance of the plug-in, so that what comes in there and what comes in at the user's port
     /// stay two streams.
     bool hasOwnPorts = false;
+    /// MTC that goes out is told as an event: to the user's port, or where none is chosen to the
+    /// deck's own.
+    bool tellsMTC = false;
 };
 
 class DeckSession {
@@ -63,6 +66,8 @@ public:
     const OwnPorts* Own() const noexcept { return mOwnPorts.get(); }
     /// MTC messages handed to the user's port and to the deck's own. [any thread]
     std::uint64_t SentMTC() const noexcept;
+    /// Of the transport's clock. [any thread]
+    deck::Punctuality Punctuality() const noexcept { return mTransport.GetPunctuality(); }
     std::uint64_t RefusedCalls() const noexcept { return mTransport.RefusedCalls(); }
 
 private:
@@ -81,16 +86,35 @@ private:
         std::uint8_t mSurface;
     };
 
+    /// Tells of what it sends on.
+    class HeardOutput final : public MtcOutput {
+    public:
+        HeardOutput(MtcOutput& output, DeckEvents& events)
+            : mOutput(output)
+            , mEvents(events)
+        {
+        }
+        void BeHeard(bool isHeard) noexcept { mIsHeard.store(isHeard); }
+        void Send(ByteView bytes, std::chrono::nanoseconds time) noexcept override;
+        void Flush() noexcept override { mOutput.Flush(); }
+
+    private:
+        MtcOutput& mOutput;
+        DeckEvents& mEvents;
+        std::atomic<bool> mIsHeard{false};
+    };
+
     /// A surface and what it is connected to.
     struct Surface {
         Surface(DeckSession& session,
             const DeckSessionOptions& options,
-            MtcOutput& output,
+            MtcOutput& outlet,
             std::uint8_t number);
 
         void Connect(const std::string& settings);
         void Disconnect();
 
+        HeardOutput output;
         MtcRelay relay;
         SurfaceLink link;
         MarkedCommands commands;
@@ -101,6 +125,7 @@ private:
     void ConnectOwn(const PortSettings& users);
 
     // In order of need: what stands below uses what stands above.
+    bool mTellsMTC;
     HostSuites mSuites;
     DeckEvents mEvents;
     std::unique_ptr<Clock> mClock;

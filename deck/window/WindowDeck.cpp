@@ -2,9 +2,10 @@
 
 #include "deck/host/HostError.h"
 #include "deck/host/PortSettings.h"
-#include "deck/protocol/MMCDecoder.h"
+#include "deck/protocol/MidiMonitor.h"
 #include "kelcore/utility/HighPrecisionTime.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -77,6 +78,7 @@ WindowState WindowDeck::Read()
     state.input = status.in.id;
     state.output = status.out.id;
     state.isBound = status.IsBound();
+    state.hasOwnPorts = status.hasOwnPorts;
     state.transmitsMTC = status.mtc;
     if (mLastMMC) {
         state.sinceMMC = HostTimeNanos(HighPrecisionTime::GetCurrentTime()) - *mLastMMC;
@@ -85,6 +87,7 @@ WindowState WindowDeck::Read()
         state.sinceMTC = Clock::now() - *mLastMTC;
     }
     state.senderRate = status.senderRate;
+    state.clock = mRun->Session().Punctuality().Text();
     state.trouble = Trouble(status);
     return state;
 }
@@ -94,10 +97,8 @@ std::string WindowDeck::Trouble(const cli::DeckStatus& status) const
     if (!status.waitsFor.empty()) {
         return status.service + ": " + status.waitsFor;
     }
-    if (!status.in.id || !status.out.id) {
-        return status.hasOwnPorts
-            ? "No ports are chosen: pick both above, or connect the deck's own MMC in and MTC out."
-            : "No ports are chosen: pick both above. The plug-in binds both or none.";
+    if ((!status.in.id || !status.out.id) && !status.hasOwnPorts) {
+        return "No ports are chosen: pick both above. The plug-in binds both or none.";
     }
     return mTrouble;
 }
@@ -190,11 +191,40 @@ void WindowDeck::Show(const cli::DeckStatus&, bool) {}
 void WindowDeck::ShowMMC(const host::RawMMC& message, const PluginPrediction& prediction)
 {
     mLastMMC = HostTimeNanos(message.time);
-    const ByteView bytes(message.bytes.data(), message.length);
-    const auto decoded = DecodeMMC(bytes);
-    mRows.push_back({TimeText(*mLastMMC), FormatBytes(bytes), decoded ? decoded->text : "",
-        prediction.text.empty() ? std::string(NameOf(prediction.fate)) : prediction.text,
-        prediction.fate == PluginFate::kDeaf || (decoded && !decoded->warnings.empty())});
+    AddRow(MonitorKind::MMC, {message.bytes.data(), message.length}, *mLastMMC, prediction);
+}
+
+void WindowDeck::ShowMTC(const host::MTCEvent& event)
+{
+    const auto now = HostTimeNanos(HighPrecisionTime::GetCurrentTime());
+    AddRow(MonitorKind::MTC, {event.bytes.data(), event.length}, std::max(event.due, now), {});
+}
+
+void WindowDeck::AddRow(MonitorKind kind,
+    ByteView bytes,
+    std::chrono::nanoseconds time,
+    const std::optional<PluginPrediction>& prediction)
+{
+    MonitorLine line;
+    line.event = {Bytes(bytes.begin(), bytes.end()), time, time, {}};
+    line.annotation = Annotate(line.event);
+    line.prediction = prediction;
+    auto& last = mLastRow.at(static_cast<std::size_t>(kind));
+    line.sinceLast = time - last.value_or(time);
+    last = time;
+    MonitorRow row;
+    row.kind = kind;
+    row.time = TimeText(time);
+    row.since = std::to_string(line.sinceLast / std::chrono::microseconds(1));
+    row.bytes = FormatBytes(bytes);
+    row.meaning = line.annotation.text;
+    if (prediction) {
+        row.effect = prediction->text.empty() ? NameOf(prediction->fate) : prediction->text;
+    }
+    row.isTrouble = !line.annotation.warnings.empty()
+        || (prediction && prediction->fate == PluginFate::kDeaf);
+    row.json = FormatMonitorJson(line);
+    mRows.push_back(std::move(row));
 }
 
 void WindowDeck::ShowPosition(const Position& position)
