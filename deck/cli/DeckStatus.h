@@ -30,6 +30,7 @@ struct DeckStatus {
     std::string waitsFor; // why the MIDI service is not there; empty where it is
     PortStatus in;
     PortStatus out;
+    bool hasOwnPorts = false; // "MMC in" and "MTC out", which are always there
     bool mtc = false;
     std::uint64_t mmc = 0;   // MMC messages that came in
     std::uint64_t calls = 0; // calls of the plug-in on the transport
