@@ -17,4 +17,7 @@ struct ServiceStatus {
 /// Starts the service where it is not started yet. [host, may block]
 ServiceStatus GetServiceStatus();
 
+/// The service that runs. Throws HostError where it waits for its server. [host, may block]
+ServiceStatus RequireService();
+
 } // namespace deck::cli

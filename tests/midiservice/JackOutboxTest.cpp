@@ -124,6 +124,29 @@ TEST_F(JackOutboxTest, WritesWhatIsPastAtOnce)
     EXPECT_EQ(Write(), (Events{{0, 0, {1}}}));
 }
 
+TEST_F(JackOutboxTest, HasLeftOnlyWhenTheCycleThatWroteTheLastIsOver)
+{
+    EXPECT_FALSE(mOutbox->HasUnsent());
+    Put({1});
+    Put({2}, 1150);
+    Write();
+    Write(4096, 1100);
+
+    EXPECT_TRUE(mOutbox->HasUnsent()) << "its readers may not have seen it yet";
+    Write(4096, 1200);
+    EXPECT_FALSE(mOutbox->HasUnsent());
+}
+
+TEST_F(JackOutboxTest, HasNothingToSendWhereItWasFlushed)
+{
+    Put({1}, 1050);
+    ++mEpoch;
+    Write();
+    Write(4096, 1100);
+
+    EXPECT_FALSE(mOutbox->HasUnsent());
+}
+
 TEST_F(JackOutboxTest, KeepsTheOrderOfEqualTimes)
 {
     Events expected;

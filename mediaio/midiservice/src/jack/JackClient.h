@@ -78,6 +78,9 @@ public:
         return mOutbox.Put(place.index, place.serial, message);
     }
 
+    /// [any, real-time]
+    bool HasUnsent() const noexcept { return mOutbox.HasUnsent(); }
+
     /// The length of a cycle. [any, real-time]
     HostTime Period() const noexcept { return mPeriod.load(std::memory_order_relaxed); }
 

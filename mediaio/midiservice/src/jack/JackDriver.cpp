@@ -92,6 +92,7 @@ public:
 
     HostTime Lookahead() const noexcept override;
     SendResult Send(const OutgoingMessage& message) noexcept override;
+    bool HasUnsent() const override;
     void Receive() noexcept override;
 
 private:
@@ -145,7 +146,7 @@ private:
     bool mIsAnyWanted = false;             // the watching thread's
     std::thread mWatcher;
 
-    std::mutex mMutex; // libjack's requests, and what follows
+    mutable std::mutex mMutex; // libjack's requests, and what follows
     std::unique_ptr<JackClient> mClient;
     EndpointKey mLastKey = 0;
     std::map<std::pair<Direction, std::string>, Seen> mSeen;
@@ -381,6 +382,12 @@ SendResult JackDriver::Send(const OutgoingMessage& message) noexcept
     if (state == Target::State::Open)
         return view->client->Send(target.place, message);
     return state == Target::State::Impossible ? SendResult::Refused : SendResult::Later;
+}
+
+bool JackDriver::HasUnsent() const
+{
+    const std::lock_guard lock(mMutex);
+    return mClient && mClient->HasUnsent();
 }
 
 void JackDriver::Receive() noexcept
