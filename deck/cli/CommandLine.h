@@ -79,6 +79,8 @@ using Command = std::variant<PortsOptions,
     DemoOptions,
     SendOptions,
     MonitorOptions,
+    CheckMtcOptions,
+    DoctorOptions,
     PrintOptions>;
 
 /// `arguments` without the program's name. Throws HostError, whose line says what was wrong and

@@ -1,8 +1,10 @@
 // korva-deck: reads the command line and does one thing.
 
+#include "deck/cli/CheckMtcCommand.h"
 #include "deck/cli/CommandLine.h"
 #include "deck/cli/ConnectCommand.h"
 #include "deck/cli/DemoCommand.h"
+#include "deck/cli/DoctorCommand.h"
 #include "deck/cli/MonitorCommand.h"
 #include "deck/cli/PortsCommand.h"
 #include "deck/cli/RunCommand.h"
@@ -44,6 +46,14 @@ struct Execute {
     int operator()(const cli::MonitorOptions& options) const
     {
         return cli::MonitorPorts(options, signals);
+    }
+    int operator()(const cli::CheckMtcOptions& options) const
+    {
+        return cli::CheckMtc(options, signals);
+    }
+    int operator()(const cli::DoctorOptions& options) const
+    {
+        return cli::Examine(options, signals);
     }
 };
 

@@ -1,16 +1,13 @@
 #include "deck/cli/SendCommand.h"
 
 #include "deck/cli/LineReader.h"
+#include "deck/cli/ReadFile.h"
 #include "deck/cli/SendScript.h"
 #include "deck/cli/ServiceStatus.h"
 #include "deck/host/HostError.h"
 #include "deck/host/MidiSender.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <thread>
 #include <unistd.h>
 
@@ -22,15 +19,14 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto kLeavingDeadline = 5s;
 
-std::string ReadFile(const std::string& name)
+std::vector<SendStep> ParseFile(const SendOptions& options)
 {
-    std::ifstream file(name, std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-    if (!file.is_open() || file.bad()) {
-        throw HostError("cannot read " + name + " (" + std::strerror(errno)
+    const Parsed<std::string> text = ReadFile(*options.file);
+    if (!text) {
+        throw HostError("cannot read " + *options.file + " (" + text.error
             + "); name a file with a command a line, or - for standard input");
     }
-    return text;
+    return ParseSendScript(*text, *options.file, options.mmc);
 }
 
 std::vector<SendStep> ParseCommands(const SendOptions& options)
@@ -145,7 +141,7 @@ int SendCommands(const SendOptions& options, const StopSignals& signals)
     std::vector<SendStep> steps = ParseCommands(options);
     const bool isInput = options.file == "-";
     if (options.file && !isInput) {
-        steps = ParseSendScript(ReadFile(*options.file), *options.file, options.mmc);
+        steps = ParseFile(options);
     }
     const host::MidiClient client("korva-deck");
     RequireService();

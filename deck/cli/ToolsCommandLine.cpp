@@ -2,6 +2,7 @@
 
 #include "deck/cli/OptionValues.h"
 #include "deck/host/HostError.h"
+#include "deck/host/SettingsFile.h"
 
 #include <CLI/CLI.hpp>
 
@@ -182,10 +183,87 @@ MonitorOptions ToolsCommandLine::FinishMonitor() const
     return options;
 }
 
+void ToolsCommandLine::AddCheckMtc(CLI::App& app)
+{
+    CLI::App* const check = app.add_subcommand("check-mtc",
+        "Judge anybody's MIDI Time Code. Exit status: 0 sound, 1 not sound, 2 something given was "
+        "wrong, 3 nothing heard");
+    check->add_option("FILE", mCheckMtc.options.file,
+        "What `korva-deck monitor --json --save FILE` wrote; - is standard input");
+    check->add_option("--from", mCheckMtc.options.from, "An ID, or part of a source's name")
+        ->type_name("PORT");
+    check
+        ->add_option(
+            "--for", mCheckMtc.duration, "Listen for so many seconds (default: until Ctrl-C)")
+        ->type_name("SECONDS");
+    check
+        ->add_option("--jitter-limit", mCheckMtc.jitterLimit,
+            "Milliseconds that 99 of 100 quarter frames may be early or late (default 4)")
+        ->type_name("MS");
+    check->add_flag("--json", mCheckMtc.options.json, "The verdict as one JSON object");
+}
+
+CheckMtcOptions ToolsCommandLine::FinishCheckMtc() const
+{
+    CheckMtcOptions options = mCheckMtc.options;
+    options.duration = ParseDuration("--for", mCheckMtc.duration);
+    options.jitterLimit = Nanoseconds(kMillisecond
+        * ParseNumber(
+            "--jitter-limit", mCheckMtc.jitterLimit, 0, 1000, "a number of milliseconds"));
+    CheckPort("--from", options.from);
+    if (!options.file && !options.from) {
+        throw HostError("say what to check: --from PORT, or a file that `korva-deck monitor --json "
+                        "--save FILE` wrote; `korva-deck ports` lists the ports");
+    }
+    if (options.file && options.duration) {
+        throw HostError("--for is how long to listen; it does not go with a file");
+    }
+    return options;
+}
+
+void ToolsCommandLine::AddDoctor(CLI::App& app)
+{
+    CLI::App* const doctor = app.add_subcommand("doctor",
+        "Say why nothing happens, and what to do about it. Exit status: 0 fine, 1 problems found, "
+        "2 something given was wrong");
+    doctor
+        ->add_option("--bundle", mDoctor.options.bundle,
+            "The plug-in's bundle (default: the one beside korva-deck)")
+        ->type_name("FOLDER");
+    mDoctor.options.settings = host::SettingsFile::DefaultPath();
+    doctor
+        ->add_option("--settings", mDoctor.options.settings,
+            "The file that keeps the ports (default " + mDoctor.options.settings.string() + ")")
+        ->type_name("FILE");
+    doctor
+        ->add_option(
+            "--rate", mDoctor.rate, "Frames a second of the deck, to compare with what comes in")
+        ->type_name("RATE");
+    doctor
+        ->add_option("--listen", mDoctor.listen,
+            "Seconds to listen to the source of MMC in (default 2); silence is a problem then")
+        ->type_name("SECONDS");
+    doctor->add_flag("--json", mDoctor.options.json, "As one JSON object");
+}
+
+DoctorOptions ToolsCommandLine::FinishDoctor() const
+{
+    DoctorOptions options = mDoctor.options;
+    if (!mDoctor.rate.empty()) {
+        options.rate = ParseRate(mDoctor.rate);
+    }
+    const auto listen = ParseDuration("--listen", mDoctor.listen);
+    options.listen = listen.value_or(options.listen);
+    options.mustHear = listen.has_value();
+    return options;
+}
+
 void ToolsCommandLine::AddTo(CLI::App& app)
 {
     AddSend(app);
     AddMonitor(app);
+    AddCheckMtc(app);
+    AddDoctor(app);
 }
 
 std::optional<ToolCommand> ToolsCommandLine::Finish(const std::string& name) const
@@ -195,6 +273,12 @@ std::optional<ToolCommand> ToolsCommandLine::Finish(const std::string& name) con
     }
     if (name == "monitor") {
         return FinishMonitor();
+    }
+    if (name == "check-mtc") {
+        return FinishCheckMtc();
+    }
+    if (name == "doctor") {
+        return FinishDoctor();
     }
     return std::nullopt;
 }

@@ -14,7 +14,7 @@ class App;
 
 namespace deck::cli {
 
-using ToolCommand = std::variant<SendOptions, MonitorOptions>;
+using ToolCommand = std::variant<SendOptions, MonitorOptions, CheckMtcOptions, DoctorOptions>;
 
 class ToolsCommandLine {
 public:
@@ -43,13 +43,31 @@ private:
         bool noRevive = false;
     };
 
+    struct RawCheckMtc {
+        CheckMtcOptions options;
+        std::string duration;
+        std::string jitterLimit = "4";
+    };
+
+    struct RawDoctor {
+        DoctorOptions options;
+        std::string rate;
+        std::string listen;
+    };
+
     void AddSend(CLI::App& app);
     void AddMonitor(CLI::App& app);
+    void AddCheckMtc(CLI::App& app);
+    void AddDoctor(CLI::App& app);
     SendOptions FinishSend() const;
     MonitorOptions FinishMonitor() const;
+    CheckMtcOptions FinishCheckMtc() const;
+    DoctorOptions FinishDoctor() const;
 
     RawSend mSend;
     RawMonitor mMonitor;
+    RawCheckMtc mCheckMtc;
+    RawDoctor mDoctor;
 };
 
 } // namespace deck::cli

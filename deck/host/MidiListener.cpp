@@ -79,7 +79,7 @@ std::uint32_t MidiListener::NumberOf(const MidiPort& port)
     const auto known = std::find_if(mSources.begin(), mSources.end(),
         [&port](const Known& source) { return source.port.id == port.id; });
     if (known == mSources.end()) {
-        mSources.push_back({port, 0});
+        mSources.push_back({port, 0, {}});
         return static_cast<std::uint32_t>(mSources.size() - 1);
     }
     known->port = port;
@@ -97,6 +97,17 @@ void MidiListener::Connect(std::uint32_t source, MIDIEndpointRef endpoint)
         MIDIPortConnectSource(
             mPort, endpoint, reinterpret_cast<void*>(static_cast<std::uintptr_t>(source)));
     }
+}
+
+std::optional<HeardBytes> MidiListener::TryTake() noexcept
+{
+    std::optional<HeardBytes> heard = mQueue->TryPop();
+    if (heard) {
+        // A JACK server estimates its time anew each cycle, sometimes a little earlier
+        std::chrono::nanoseconds& last = mSources[heard->source].last;
+        last = heard->time = std::max(heard->time, last);
+    }
+    return heard;
 }
 
 void MidiListener::Clear() noexcept

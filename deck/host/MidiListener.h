@@ -46,8 +46,9 @@ public:
     int Descriptor() const noexcept { return mDescriptor; }
     /// Call it before Update and TryTake. [host]
     void Clear() noexcept;
-    /// The next bytes in the order of their arrival. [host]
-    std::optional<HeardBytes> TryTake() noexcept { return mQueue->TryPop(); }
+    /// The next bytes in the order of their arrival. The times of one source never run backwards.
+    /// [host]
+    std::optional<HeardBytes> TryTake() noexcept;
 
     const MidiPort& Source(std::uint32_t source) const { return mSources.at(source).port; }
     /// Packets lost because nobody took them. [any thread]
@@ -57,6 +58,7 @@ private:
     struct Known {
         MidiPort port;
         MIDIEndpointRef endpoint = 0; // 0 while it is away
+        std::chrono::nanoseconds last{0};
     };
 
     static void OnPackets(const MIDIPacketList* packets, void* self, void* source);
