@@ -1,5 +1,7 @@
 #include "mediaio/midiservice/src/jack/JackOutbox.h"
 
+#include "mediaio/midiservice/src/jack/JackClient.h"
+
 #include "tests/midiservice/Clients.h"
 
 #include <map>
@@ -103,6 +105,14 @@ protected:
     std::atomic<std::uint32_t> mEpoch{0};
     std::size_t mFlushed = 0;
 };
+
+TEST(JackCycleLength, IsThatOfTheSamplesWhereTheServerExpectsTheEndBeforeTheBeginning)
+{
+    EXPECT_EQ(JackCycleLength(1'000'000, 3'666'667, 128, 48000), 2'666'667U);
+    EXPECT_EQ(JackCycleLength(1'000'000, 999'000, 480, 48000), 10'000'000U);
+    EXPECT_EQ(JackCycleLength(1'000'000, 1'000'000, 480, 48000), 10'000'000U);
+    EXPECT_EQ(JackCycleLength(1'000'000, 1'000'000, 1, 0), 1'000'000'000U);
+}
 
 TEST_F(JackOutboxTest, WritesEachMessageAtItsFrame)
 {
