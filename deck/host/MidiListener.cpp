@@ -22,29 +22,26 @@ std::chrono::nanoseconds TimeOf(const MIDIPacket& packet) noexcept
     return std::chrono::nanoseconds(HighPrecisionTime::ConvertToNanos(time));
 }
 
-int MakeEventDescriptor()
+} // namespace
+
+MidiListener::Event::Event()
+    : descriptor(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC))
 {
-    const int descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
     if (descriptor < 0) {
         throw std::system_error(errno, std::generic_category(), "eventfd");
     }
-    return descriptor;
 }
 
-} // namespace
+MidiListener::Event::~Event()
+{
+    close(descriptor);
+}
 
 MidiListener::MidiListener(std::optional<MIDIUniqueID> only)
     : mOnly(only)
-    , mDescriptor(MakeEventDescriptor())
     , mClient("korva-deck listener", [this] { Wake(); })
     , mPort(mClient.MakeInputPort("in", &MidiListener::OnPackets, this))
 {
-}
-
-MidiListener::~MidiListener()
-{
-    MIDIPortDispose(mPort);
-    close(mDescriptor);
 }
 
 std::vector<MidiListener::Change> MidiListener::Update()
@@ -113,7 +110,7 @@ std::optional<HeardBytes> MidiListener::TryTake() noexcept
 void MidiListener::Clear() noexcept
 {
     eventfd_t count = 0;
-    eventfd_read(mDescriptor, &count);
+    eventfd_read(mEvent.descriptor, &count);
     // Only now: a wake that comes from here on writes again
     mIsWoken.store(false);
 }
@@ -121,7 +118,7 @@ void MidiListener::Clear() noexcept
 void MidiListener::Wake() noexcept
 {
     if (!mIsWoken.exchange(true)) {
-        eventfd_write(mDescriptor, 1); // does not wait: the descriptor is non-blocking
+        eventfd_write(mEvent.descriptor, 1); // does not wait: the descriptor is non-blocking
     }
 }
 

@@ -29,8 +29,6 @@ public:
     /// Listens to the source of that ID, whether it is there or not, or to every source. Throws
     /// HostError. [host, may block]
     explicit MidiListener(std::optional<MIDIUniqueID> only = std::nullopt);
-    /// [host, may block]
-    ~MidiListener();
     MidiListener(const MidiListener&) = delete;
     MidiListener& operator=(const MidiListener&) = delete;
 
@@ -43,7 +41,7 @@ public:
     std::vector<Change> Update();
 
     /// Readable when there is something to take, or Update has something to do. [host]
-    int Descriptor() const noexcept { return mDescriptor; }
+    int Descriptor() const noexcept { return mEvent.descriptor; }
     /// Call it before Update and TryTake. [host]
     void Clear() noexcept;
     /// The next bytes in the order of their arrival. The times of one source never run backwards.
@@ -61,6 +59,14 @@ private:
         std::chrono::nanoseconds last{0};
     };
 
+    struct Event {
+        Event();
+        ~Event();
+        Event(const Event&) = delete;
+        Event& operator=(const Event&) = delete;
+        int descriptor = -1;
+    };
+
     static void OnPackets(const MIDIPacketList* packets, void* self, void* source);
     void Queue(const MIDIPacket& packet, std::uint32_t source) noexcept;
     void Wake() noexcept;
@@ -73,9 +79,9 @@ private:
     std::unique_ptr<PacketQueue> mQueue = std::make_unique<PacketQueue>();
     std::atomic<std::uint64_t> mLost{0}; // written by the receive thread
     std::atomic<bool> mIsWoken{false};   // set by whoever wakes, reset by Clear
-    int mDescriptor = -1;
+    Event mEvent;
     std::vector<Known> mSources; // grows only
-    MidiClient mClient;
+    MidiClient mClient;          // after all that its callbacks use
     MIDIPortRef mPort = 0;
 };
 
