@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
+#include <fstream>
 #include <iostream>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -95,6 +96,8 @@ int Examine(const DoctorOptions& options, const StopSignals& signals)
     facts.system = LookAtSystem();
     facts.service = GetServiceStatus();
     facts.plugin = LookAtPlugin(options.bundle);
+    std::ifstream clients("/proc/asound/seq/clients");
+    facts.throughHasReader = HasThroughReader(clients);
     facts.sources = host::ListPorts(host::PortDirection::Source);
     facts.destinations = host::ListPorts(host::PortDirection::Destination);
     facts.settings = LookAtSettings(options.settings);

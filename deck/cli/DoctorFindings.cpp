@@ -149,7 +149,19 @@ void CheckBinding(const DoctorFacts& facts, Findings& findings)
     }
 }
 
-/// Who reads at the other end is known of a few ports only.
+/// Who reads what a port passes through is known where ALSA tells it.
+Finding ThroughFinding(const std::string& name, std::optional<bool> hasReader)
+{
+    if (hasReader.value_or(false)) {
+        return {"mtc", Fine, "MTC goes to " + Quoted(name) + ", and a program reads it there", ""};
+    }
+    return {"mtc", hasReader ? Problem : Note,
+        "MTC goes to " + Quoted(name)
+            + (hasReader ? ", and no program reads it there"
+                         : ", where only a program that reads from it hears it"),
+        "choose the machine's own port, or connect the chasing program to that one"};
+}
+
 void CheckReader(const DoctorFacts& facts, Findings& findings)
 {
     const host::PortSettings& ports = facts.settings.ports;
@@ -165,11 +177,7 @@ void CheckReader(const DoctorFacts& facts, Findings& findings)
         findings.push_back({"mtc", Problem, "MTC is on and nothing reads it: its port is away",
             "bring the port back, or choose another with `korva-deck connect`"});
     } else if (out != nullptr && out->name.find("Midi Through") != std::string::npos) {
-        findings.push_back({"mtc", Note,
-            "MTC goes to " + Quoted(out->name)
-                + ", which nothing but a program that reads from it "
-                  "hears",
-            "choose the machine's own port, or connect the chasing program to that one"});
+        findings.push_back(ThroughFinding(out->name, facts.throughHasReader));
     } else if (out != nullptr) {
         findings.push_back({"mtc", Fine, "MTC goes to " + Quoted(out->name), ""});
     }
@@ -227,12 +235,12 @@ void CheckHeard(const DoctorFacts& facts, Findings& findings)
 
 void CheckRates(const DoctorFacts& facts, Findings& findings)
 {
-    if (!facts.heard || !facts.rate) {
+    if (!facts.heard) {
         return;
     }
     const HeardFacts& heard = *facts.heard;
-    const std::string deck(facts.rate->Name());
-    if (heard.mtcRate && *heard.mtcRate != facts.rate->MtcCode()) {
+    const std::string deck(facts.rate ? facts.rate->Name() : "its rate");
+    if (facts.rate && heard.mtcRate && *heard.mtcRate != facts.rate->MtcCode()) {
         findings.push_back({"rate", Problem,
             "MTC comes in at " + std::string(NameOfRateBits(*heard.mtcRate)) + ", the deck is to "
                 + "run at " + deck,
@@ -241,14 +249,15 @@ void CheckRates(const DoctorFacts& facts, Findings& findings)
     if (!heard.locateRate) {
         return;
     }
-    const bool isOther = *heard.locateRate != facts.rate->MtcCode();
+    const bool isOther = facts.rate && *heard.locateRate != facts.rate->MtcCode();
     const bool isImpossible
         = heard.highestFrame >= FrameRate::FromMtcCode(*heard.locateRate).NominalFps();
     if (isOther || isImpossible) {
         findings.push_back({"rate", Problem,
             "locates come with the rate bits of " + std::string(NameOfRateBits(*heard.locateRate))
                 + " and frames up to " + std::to_string(heard.highestFrame)
-                + ", the deck is to run at " + deck,
+                + (facts.rate ? ", the deck is to run at " + deck
+                              : std::string(", which that rate does not have")),
             "set the sender to " + deck
                 + "; where it cannot be set, `--locate-rate deck` takes "
                   "its frame numbers as the deck's"});
@@ -267,6 +276,22 @@ std::string_view NameOf(FindingLevel level) noexcept
 {
     static constexpr std::array<std::string_view, 3> kNames{"ok", "note", "problem"};
     return kNames[static_cast<std::size_t>(level)];
+}
+
+std::optional<bool> HasThroughReader(std::istream& clients)
+{
+    bool isThrough = false;
+    bool isFound = false;
+    for (std::string line; std::getline(clients, line);) {
+        if (line.starts_with("Client ")) {
+            isThrough = line.find("\"Midi Through\"") != std::string::npos;
+            isFound |= isThrough;
+        }
+        if (isThrough && line.find("Connecting To:") != std::string::npos) {
+            return true;
+        }
+    }
+    return isFound ? std::optional(false) : std::nullopt;
 }
 
 void HeardFacts::Take(const MidiEvent& event)

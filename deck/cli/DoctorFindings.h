@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <istream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -54,6 +55,10 @@ private:
     PluginModel mPlugin;
 };
 
+/// Whether anything reads from ALSA's Midi Through, by the kernel's list of the sequencer's
+/// clients; nothing where it is not in the list.
+std::optional<bool> HasThroughReader(std::istream& clients);
+
 struct DoctorFacts {
     SystemFacts system;
     ServiceStatus service;
@@ -61,7 +66,8 @@ struct DoctorFacts {
     std::vector<host::MidiPort> destinations;
     SettingsFacts settings;
     PluginFacts plugin;
-    std::optional<HeardFacts> heard; // nothing where there was no source to listen to
+    std::optional<bool> throughHasReader; // of ALSA's Midi Through, where it is known
+    std::optional<HeardFacts> heard;      // nothing where there was no source to listen to
     std::chrono::nanoseconds listened{0};
     bool mustHear = false;         // silence is a finding
     std::optional<FrameRate> rate; // that the deck is to run at

@@ -101,8 +101,10 @@ void ToolsCommandLine::AddSend(CLI::App& app)
 {
     CLI::App* const send = app.add_subcommand("send", "Send MMC commands or bytes to a MIDI port");
     send->add_option("COMMAND", mSend.options.commands,
-        "A command by name (play, \"locate 01:00:00:00\", \"shuttle -2.5\"), hexadecimal bytes, or "
-        "\"wait 500ms\"; --list shows every command");
+            "A command by name (play, \"locate 01:00:00:00\", \"shuttle -2.5\"), hexadecimal "
+            "bytes, or "
+            "\"wait 500ms\"; --list shows every command")
+        ->type_name("");
     send->add_option("--to", mSend.options.to, "An ID, or part of a destination's name")
         ->type_name("PORT");
     send->add_option("--file", mSend.options.file,
@@ -185,11 +187,14 @@ MonitorOptions ToolsCommandLine::FinishMonitor() const
 
 void ToolsCommandLine::AddCheckMtc(CLI::App& app)
 {
-    CLI::App* const check = app.add_subcommand("check-mtc",
-        "Judge anybody's MIDI Time Code. Exit status: 0 sound, 1 not sound, 2 something given was "
-        "wrong, 3 nothing heard");
-    check->add_option("FILE", mCheckMtc.options.file,
-        "What `korva-deck monitor --json --save FILE` wrote; - is standard input");
+    CLI::App* const check = app.add_subcommand(
+        "check-mtc", "Judge anybody's MIDI Time Code: can a machine lock to it?");
+    check->footer(
+        "Exit status: 0 sound, 1 not sound, 2 something given was wrong, 3 nothing heard.");
+    check
+        ->add_option("FILE", mCheckMtc.options.file,
+            "What `korva-deck monitor --json --save FILE` wrote; - is standard input")
+        ->type_name("");
     check->add_option("--from", mCheckMtc.options.from, "An ID, or part of a source's name")
         ->type_name("PORT");
     check
@@ -223,9 +228,9 @@ CheckMtcOptions ToolsCommandLine::FinishCheckMtc() const
 
 void ToolsCommandLine::AddDoctor(CLI::App& app)
 {
-    CLI::App* const doctor = app.add_subcommand("doctor",
-        "Say why nothing happens, and what to do about it. Exit status: 0 fine, 1 problems found, "
-        "2 something given was wrong");
+    CLI::App* const doctor
+        = app.add_subcommand("doctor", "Say why nothing happens, and what to do about it");
+    doctor->footer("Exit status: 0 fine, 1 problems found, 2 something given was wrong.");
     doctor
         ->add_option("--bundle", mDoctor.options.bundle,
             "The plug-in's bundle (default: the one beside korva-deck)")

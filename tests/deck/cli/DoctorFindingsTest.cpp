@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
 
+#include <sstream>
+
 namespace deck::cli::test {
 namespace {
 
@@ -154,13 +156,36 @@ TEST(Doctor, FindsMTCThatNobodyReads)
 {
     DoctorFacts facts = SoundFacts();
     facts.destinations[0].name = "Midi Through Port-0";
-    ExpectNote(facts, "mtc", "nothing but a program that reads from it");
+    ExpectNote(facts, "mtc", "only a program that reads from it");
+    facts.throughHasReader = false;
+    ExpectProblem(facts, "mtc", "no program reads it there", "the machine's own port");
     facts.settings.ports.transmitMTC = false;
     ExpectNote(facts, "mtc", "MTC is off");
 
     facts.settings.ports.transmitMTC = true;
     facts.destinations[0].id = 5;
     ExpectProblem(facts, "mtc", "nothing reads it", "bring the port back");
+}
+
+std::optional<bool> ReaderIn(const std::string& clients)
+{
+    std::istringstream text(clients);
+    return HasThroughReader(text);
+}
+
+TEST(Doctor, KnowsFromTheKernelWhetherMidiThroughIsRead)
+{
+    const std::string through = "Client info\n  cur  clients : 2\n\n"
+                                "Client  14 : \"Midi Through\" [Kernel]\n"
+                                "  Port   0 : \"Midi Through Port-0\" (RWe-)\n";
+    const std::string other = "Client 128 : \"Deck\" [User Legacy]\n"
+                              "  Port   0 : \"out\" (R-e-)\n    Connecting To: 14:0\n";
+
+    EXPECT_EQ(ReaderIn(through + other), false);
+    EXPECT_EQ(ReaderIn(through + "    Connecting To: 129:0\n" + other), true);
+    EXPECT_EQ(ReaderIn(through + "    Connected From: 128:0\n" + other), false);
+    EXPECT_EQ(ReaderIn(other), std::nullopt);
+    EXPECT_EQ(ReaderIn(""), std::nullopt);
 }
 
 TEST(Doctor, FindsAPluginThatDoesNotLoadAndPassesItsRemedyOn)
@@ -221,6 +246,8 @@ TEST(Doctor, FindsFrameNumbersThatTheSendersRateDoesNotHave)
     facts.heard->Take({EncodeLocateTarget(kMMCAllDevices, 0, {1, 0, 0, 29, false}), {}, {}, {}});
 
     ExpectProblem(facts, "rate", "frames up to 29", "--locate-rate deck");
+    facts.rate.reset();
+    ExpectProblem(facts, "rate", "which that rate does not have", "--locate-rate deck");
 }
 
 TEST(Doctor, TellsPeopleAndPrograms)
