@@ -6,7 +6,6 @@
 #include <nlohmann/json.hpp>
 
 #include <map>
-#include <memory>
 
 namespace deck::cli {
 namespace {
@@ -74,20 +73,25 @@ public:
     {
         if (from) {
             return mStreams.at(host::ChoosePort(Ports(true), host::PortDirection::Source, *from).id)
-                .checker->Report();
+                .checker.Report();
         }
         const auto heard = Ports(false);
         if (heard.size() > 1) {
             throw HostError(mName + " has MTC of " + heard[0].name + ", " + heard[1].name
                 + (heard.size() > 2 ? " and more" : "") + "; say which one with --from");
         }
-        return heard.empty() ? MtcReport{} : mStreams.at(heard.front().id).checker->Report();
+        return heard.empty() ? MtcReport{} : mStreams.at(heard.front().id).checker.Report();
     }
 
 private:
     struct Stream {
+        explicit Stream(const MtcCheckerOptions& options)
+            : checker(options)
+        {
+        }
+
         std::string name;
-        std::unique_ptr<MtcChecker> checker;
+        MtcChecker checker;
         std::chrono::nanoseconds last{0};
     };
 
@@ -98,15 +102,14 @@ private:
 
     void Feed(const SavedMessage& message, int number)
     {
-        Stream& stream = mStreams[message.sourceID];
-        if (stream.checker == nullptr) {
-            stream = {message.source, std::make_unique<MtcChecker>(mOptions), message.time};
-        }
-        if (message.time < stream.last) {
+        const auto [found, isNew] = mStreams.try_emplace(message.sourceID, mOptions);
+        Stream& stream = found->second;
+        stream.name = message.source;
+        if (!isNew && message.time < stream.last) {
             throw At(number, "its time is before that of the line above; the lines stay in order");
         }
         stream.last = message.time;
-        stream.checker->Feed(message.bytes, message.time);
+        stream.checker.Feed(message.bytes, message.time);
     }
 
     /// The sources, all of them or those with quarter frames.
@@ -114,7 +117,7 @@ private:
     {
         std::vector<host::MidiPort> ports;
         for (const auto& [id, stream] : mStreams) {
-            if (all || stream.checker->Report().quarterFrames > 0) {
+            if (all || stream.checker.Report().quarterFrames > 0) {
                 ports.push_back({id, stream.name, host::PortDirection::Source, false});
             }
         }

@@ -40,9 +40,9 @@ std::uint8_t ParseRateBits(const std::string& text)
 {
     static constexpr std::array<std::array<std::string_view, 2>, 4> kNames{
         {{"24", "0"}, {"25", "1"}, {"30df", "2"}, {"30", "3"}}};
-    for (std::uint8_t bits = 0; bits < kNames.size(); ++bits) {
+    for (std::size_t bits = 0; bits < kNames.size(); ++bits) {
         if (text == kNames.at(bits)[0] || text == kNames.at(bits)[1]) {
-            return bits;
+            return static_cast<std::uint8_t>(bits);
         }
     }
     throw HostError(

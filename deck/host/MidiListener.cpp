@@ -76,11 +76,11 @@ std::uint32_t MidiListener::NumberOf(const MidiPort& port)
     const auto known = std::find_if(mSources.begin(), mSources.end(),
         [&port](const Known& source) { return source.port.id == port.id; });
     if (known == mSources.end()) {
-        mSources.push_back({port, 0, {}});
-        return static_cast<std::uint32_t>(mSources.size() - 1);
+        mSources.push_back({static_cast<std::uint32_t>(mSources.size()), port, 0, {}});
+        return mSources.back().number;
     }
     known->port = port;
-    return static_cast<std::uint32_t>(known - mSources.begin());
+    return known->number;
 }
 
 void MidiListener::Connect(std::uint32_t source, MIDIEndpointRef endpoint)
@@ -91,8 +91,7 @@ void MidiListener::Connect(std::uint32_t source, MIDIEndpointRef endpoint)
     }
     known.endpoint = endpoint;
     if (endpoint != 0) {
-        MIDIPortConnectSource(
-            mPort, endpoint, reinterpret_cast<void*>(static_cast<std::uintptr_t>(source)));
+        MIDIPortConnectSource(mPort, endpoint, &known);
     }
 }
 
@@ -122,13 +121,12 @@ void MidiListener::Wake() noexcept
     }
 }
 
-void MidiListener::OnPackets(const MIDIPacketList* packets, void* self, void* source)
+void MidiListener::OnPackets(const MIDIPacketList* packets, void* self, void* known)
 {
     auto& listener = *static_cast<MidiListener*>(self);
     const MIDIPacket* packet = &packets->packet[0];
     for (UInt32 i = 0; i < packets->numPackets; ++i) {
-        listener.Queue(
-            *packet, static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(source)));
+        listener.Queue(*packet, static_cast<const Known*>(known)->number);
         packet = MIDIPacketNext(packet);
     }
     listener.Wake();

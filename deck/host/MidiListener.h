@@ -10,6 +10,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <deque>
 #include <memory>
 
 namespace deck::host {
@@ -54,6 +55,7 @@ public:
 
 private:
     struct Known {
+        std::uint32_t number = 0; // all that the receive thread reads
         MidiPort port;
         MIDIEndpointRef endpoint = 0; // 0 while it is away
         std::chrono::nanoseconds last{0};
@@ -67,7 +69,7 @@ private:
         int descriptor = -1;
     };
 
-    static void OnPackets(const MIDIPacketList* packets, void* self, void* source);
+    static void OnPackets(const MIDIPacketList* packets, void* self, void* known);
     void Queue(const MIDIPacket& packet, std::uint32_t source) noexcept;
     void Wake() noexcept;
     std::uint32_t NumberOf(const MidiPort& port);
@@ -80,8 +82,8 @@ private:
     std::atomic<std::uint64_t> mLost{0}; // written by the receive thread
     std::atomic<bool> mIsWoken{false};   // set by whoever wakes, reset by Clear
     Event mEvent;
-    std::vector<Known> mSources; // grows only
-    MidiClient mClient;          // after all that its callbacks use
+    std::deque<Known> mSources; // grows at its end only: none of them ever moves
+    MidiClient mClient;         // after all that its callbacks use
     MIDIPortRef mPort = 0;
 };
 

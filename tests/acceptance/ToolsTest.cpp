@@ -142,6 +142,17 @@ TEST_F(ToolsTest, SendsTheSoundLinesOfStandardInput)
     EXPECT_THAT(Recorded(), ElementsAre(kPlay, kStop));
 }
 
+TEST_F(ToolsTest, DrivesADeckThatRuns)
+{
+    const auto deck = Start({"run", "--json", "--in", "Console", "--out", "Recorder"});
+    ASSERT_TRUE(deck->WaitForLine(R"("bound":true)")) << deck->Output();
+
+    // The deck's own port, as a patchbay shows it
+    EXPECT_EQ(Run({"send", "--to", "from Console", "play"}), 0) << mOutput;
+
+    EXPECT_TRUE(deck->WaitForLine(R"("call":"Play")")) << deck->Output();
+}
+
 TEST_F(ToolsTest, NamesAPortThatIsNotThere)
 {
     EXPECT_EQ(Run({"send", "--to", "organ", "play"}), 2);
