@@ -385,6 +385,17 @@ TEST_F(DoctorTest, IsContentWithAStudioThatWorks)
             HasSubstr("\"MIDI Machine Control\" loads"), Not(HasSubstr("problem"))));
 }
 
+TEST_F(DoctorTest, DisturbsNoDeckThatRuns)
+{
+    const auto deck = Start({"run", "--json", "--in", "Console", "--out", "Recorder"});
+    ASSERT_TRUE(deck->WaitForLine(R"("bound":true)")) << deck->Output();
+
+    EXPECT_EQ(Run({"doctor"}), 0) << mOutput;
+    mConsole->SendInOneCycle({kPlay});
+
+    EXPECT_TRUE(deck->WaitForLine(R"("call":"Play")")) << deck->Output();
+}
+
 TEST_F(DoctorTest, FindsThatNoPortsAreChosenAndTouchesNothing)
 {
     EXPECT_THAT(Find("binding", "problem"), ElementsAre(HasSubstr("no ports are chosen")));
