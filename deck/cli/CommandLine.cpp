@@ -36,6 +36,7 @@ struct RawRun {
     std::string mtcOffset = "0";
     bool mtc = false;
     bool noMTC = false;
+    bool noOwnPorts = false;
 };
 
 struct RawPlay {
@@ -113,6 +114,8 @@ void AddRunOptions(CLI::App& run, RawRun& raw)
     run.add_flag("--no-revive", raw.noRevive,
         "Leave a plug-in that obeys nothing any more as it is (after several commands in one "
         "message, or a response)");
+    run.add_flag("--no-own-ports", raw.noOwnPorts,
+        "Do not offer the ports \"MMC in\" and \"MTC out\", which a patchbay can connect");
     run.add_flag("--no-wait", raw.options.noWait,
         "End with status 3 where the service or a port is not there");
 }
@@ -189,7 +192,7 @@ double ParseInterval(const std::string& text)
     return seconds;
 }
 
-std::optional<MtcPacerOptions> ParsePacing(const std::string& pacing, const std::string& offset)
+MtcPacerOptions ParsePacing(const std::string& pacing, const std::string& offset)
 {
     double millis = 0;
     const char* const end = offset.data() + offset.size();
@@ -201,13 +204,11 @@ std::optional<MtcPacerOptions> ParsePacing(const std::string& pacing, const std:
     if (pacing != "on" && pacing != "off") {
         throw HostError("--mtc-pacing " + pacing + ": it is on or off");
     }
-    if (pacing == "off") {
-        if (millis != 0) {
-            throw HostError("--mtc-offset shifts paced MTC; it goes with --mtc-pacing on");
-        }
-        return std::nullopt;
-    }
     MtcPacerOptions options;
+    options.enabled = pacing == "on";
+    if (!options.enabled && millis != 0) {
+        throw HostError("--mtc-offset shifts paced MTC; it goes with --mtc-pacing on");
+    }
     options.offset = std::chrono::nanoseconds(std::llround(millis * 1e6));
     return options;
 }
@@ -271,6 +272,7 @@ RunOptions Finish(const RawRun& raw)
     options.pacing = ParsePacing(raw.pacing, raw.mtcOffset);
     options.locateRate = ParseLocateRate(raw.locateRate);
     options.revive = !raw.noRevive;
+    options.ownPorts = !raw.noOwnPorts;
     CheckPorts(options);
     return options;
 }

@@ -42,7 +42,8 @@ struct RunOptions {
     int windSpeed = 10;
     FrameNumber firstFrame = 0;
     std::optional<FrameNumber> lastFrame; // else the day's last
-    std::optional<MtcPacerOptions> pacing = MtcPacerOptions{};
+    MtcPacerOptions pacing;
+    bool ownPorts = true;
     LocateRate locateRate = LocateRate::Auto;
     bool revive = true;
     std::optional<std::filesystem::path> bundle;

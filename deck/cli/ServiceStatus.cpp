@@ -29,4 +29,11 @@ ServiceStatus RequireService()
     return service;
 }
 
+std::uint64_t CountLostMessages()
+{
+    KorvaMIDIServiceCounters counters{};
+    KorvaMIDIServiceGetCounters(&counters);
+    return counters.dropped + counters.refused;
+}
+
 } // namespace deck::cli

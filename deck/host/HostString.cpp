@@ -3,28 +3,19 @@
 #include "kelcore/utility/UTF16String.h"
 
 #include <algorithm>
-#include <atomic>
+#include <new>
 
 namespace deck::host {
 namespace {
 
-std::atomic<long> sLiveStrings{0};
-
-HostString TakeText(std::u16string text)
-{
-    HostString string(new KORVASDK_String{std::move(text)});
-    sLiveStrings.fetch_add(1, std::memory_order_relaxed); // a count, publishes nothing
-    return string;
-}
-
 KORVASDK_Result StringSuite_MakeString(
-    const KORVASDK_UTF16Unit* text, KORVASDK_String** outString) noexcept
+    const KORVASDK_UTF16Unit* text, KORVASDK_String* outString) noexcept
 {
     if (text == nullptr || outString == nullptr) {
         return kErrorBadParameter;
     }
     try {
-        *outString = TakeText(text).release();
+        outString->text = text;
     } catch (const std::bad_alloc&) {
         return kErrorBadParameter;
     }
@@ -51,26 +42,15 @@ constexpr KORVASDK_StringSuite kStringSuite
 
 } // namespace
 
-void HostStringDeleter::operator()(KORVASDK_String* string) const noexcept
-{
-    delete string;
-    sLiveStrings.fetch_sub(1, std::memory_order_relaxed);
-}
-
 HostString MakeHostString(std::string_view utf8)
 {
     const kelcore::utility::UTF16String text = kelcore::utility::UTF8to16(utf8);
-    return TakeText(std::u16string(text.begin(), text.end()));
+    return {std::u16string(text.begin(), text.end())};
 }
 
-std::string HostStringText(const KORVASDK_String& string)
+std::string HostStringText(const HostString& string)
 {
     return kelcore::utility::UTF16to8(string.text);
-}
-
-long LiveHostStrings() noexcept
-{
-    return sLiveStrings.load(std::memory_order_relaxed);
 }
 
 const KORVASDK_StringSuite& StringSuiteTable() noexcept

@@ -4,7 +4,6 @@
 
 #include "korvasdk/suites/StringSuite.h"
 
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -14,17 +13,11 @@ struct KORVASDK_String {
 
 namespace deck::host {
 
-struct HostStringDeleter {
-    void operator()(KORVASDK_String* string) const noexcept;
-};
-/// A string that the plug-in made through the suite is the host's to free.
-using HostString = std::unique_ptr<KORVASDK_String, HostStringDeleter>;
+/// What the plug-in is handed, to be read or to be filled through the suite.
+using HostString = KORVASDK_String;
 
 HostString MakeHostString(std::string_view utf8);
-std::string HostStringText(const KORVASDK_String& string);
-
-/// How many strings were made and not freed.
-long LiveHostStrings() noexcept;
+std::string HostStringText(const HostString& string);
 
 const KORVASDK_StringSuite& StringSuiteTable() noexcept;
 

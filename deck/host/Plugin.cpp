@@ -78,10 +78,9 @@ PluginInstance::~PluginInstance()
 
 std::string PluginInstance::Text(GetText getText) const
 {
-    KORVASDK_String* text = nullptr;
+    HostString text;
     Check(getText(mInstance, &text), "give a text");
-    const HostString owned(text);
-    return owned != nullptr ? HostStringText(*owned) : std::string();
+    return HostStringText(text);
 }
 
 std::string PluginInstance::ID() const
@@ -102,7 +101,7 @@ std::string PluginInstance::Settings() const
 void PluginInstance::SetSettings(const std::string& settings)
 {
     const HostString text = MakeHostString(settings);
-    Check(mPluginSuite->SetPluginSettings(mInstance, text.get()), "take its settings");
+    Check(mPluginSuite->SetPluginSettings(mInstance, &text), "take its settings");
 }
 
 bool PluginInstance::RunConfigurationDialog()

@@ -68,7 +68,7 @@ public:
     void Notify(TransportState state, bool isRecording);
 
 private:
-    using GetText = KORVASDK_Result (*)(KORVASDK_ControlSurfacePlugin*, KORVASDK_String**);
+    using GetText = KORVASDK_Result (*)(KORVASDK_ControlSurfacePlugin*, KORVASDK_String*);
 
     std::string Text(GetText getText) const;
 

@@ -65,10 +65,8 @@ void ByteSequence::Swap(ByteSequence& other) noexcept
 
 void ByteSequence::Reserve(std::size_t capacity)
 {
-    if (capacity > mCapacity) {
-        MakeRoom(capacity);
-        mCapacity = capacity;
-    }
+    MakeRoom(capacity);
+    mCapacity = std::max(mCapacity, capacity);
 }
 
 void ByteSequence::Append(const unsigned char* bytes, std::size_t count)

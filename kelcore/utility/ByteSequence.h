@@ -38,13 +38,15 @@ public:
     unsigned char operator[](std::size_t index) const noexcept { return mBlock[mHead + index]; }
     unsigned char& operator[](std::size_t index) noexcept { return mBlock[mHead + index]; }
 
-    /// Makes `capacity` bytes the capacity, exactly, where it is less now; never shrinks. Throws
+    /// Makes `capacity` bytes the capacity, exactly, where it is less now; never shrinks. Until
+    /// bytes are erased, the sequence then grows to `capacity` bytes without taking memory. Throws
     /// `std::bad_alloc`.
     void Reserve(std::size_t capacity);
 
     /// Adds `count` bytes at the end, reserving exactly the room they need where it lacks. `bytes`
     /// lies outside the sequence and may be null where `count` is 0. Within the capacity it takes
-    /// no memory unless bytes were erased in front since the last Clear(). Throws `std::bad_alloc`.
+    /// no memory unless bytes were erased in front since the last Reserve() or Clear(). Throws
+    /// `std::bad_alloc`.
     void Append(const unsigned char* bytes, std::size_t count);
     void Append(unsigned char byte) { Append(&byte, 1); }
 

@@ -43,11 +43,11 @@ typedef struct KORVASDK_ControlSurfacePluginSuite {
         KORVASDK_ControlSurfaceHost* host,
         KORVASDK_ControlSurface** outSurface);
     KORVASDK_Result (*Disconnect)(KORVASDK_ControlSurfacePlugin* plugin);
-    KORVASDK_Result (*GetPluginID)(KORVASDK_ControlSurfacePlugin* plugin, KORVASDK_String** outID);
+    KORVASDK_Result (*GetPluginID)(KORVASDK_ControlSurfacePlugin* plugin, KORVASDK_String* outID);
     KORVASDK_Result (*GetPluginDisplayString)(
-        KORVASDK_ControlSurfacePlugin* plugin, KORVASDK_String** outText);
+        KORVASDK_ControlSurfacePlugin* plugin, KORVASDK_String* outText);
     KORVASDK_Result (*GetPluginSettings)(
-        KORVASDK_ControlSurfacePlugin* plugin, KORVASDK_String** outSettings);
+        KORVASDK_ControlSurfacePlugin* plugin, KORVASDK_String* outSettings);
     KORVASDK_Result (*SetPluginSettings)(
         KORVASDK_ControlSurfacePlugin* plugin, const KORVASDK_String* settings);
     KORVASDK_Result (*HasConfigurationDialog)(

@@ -16,7 +16,7 @@
 
 typedef struct KORVASDK_ControlSurfaceSuite {
     KORVASDK_Result (*GetConfigIdentifier)(
-        KORVASDK_ControlSurface* surface, KORVASDK_String** outIdentifier);
+        KORVASDK_ControlSurface* surface, KORVASDK_String* outIdentifier);
     KORVASDK_Result (*GetControlSurfaceFlags)(KORVASDK_ControlSurface* surface, uint32_t* outFlags);
     KORVASDK_Result (*GetTransportRef)(
         KORVASDK_ControlSurface* surface, KORVASDK_ControlSurfaceTransport** outTransport);

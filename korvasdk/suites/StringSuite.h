@@ -1,4 +1,4 @@
-/* The string suite: the only way to make and read the host's strings. */
+/* The string suite: the only way to fill and read the host's strings. */
 
 #ifndef KORVASDK_SUITES_STRINGSUITE_H
 #define KORVASDK_SUITES_STRINGSUITE_H
@@ -9,7 +9,7 @@
 #define kKORVASDKStringSuite "KORVASDK StringSuite"
 #define kKORVASDKStringSuiteVersion 1
 
-typedef struct KORVASDK_String KORVASDK_String; /* the host's own; holds UTF-16 text */
+typedef struct KORVASDK_String KORVASDK_String; /* the host's own record; holds UTF-16 text */
 
 /* One UTF-16 code unit. */
 #ifdef __cplusplus
@@ -22,8 +22,9 @@ typedef struct KORVASDK_StringSuite {
     KORVASDK_ReservedSlot reserved0;
     KORVASDK_ReservedSlot reserved1;
     KORVASDK_ReservedSlot reserved2;
-    /* Slot 3. Makes a string of NUL-terminated UTF-16 text. */
-    KORVASDK_Result (*MakeString)(const KORVASDK_UTF16Unit* text, KORVASDK_String** outString);
+    /* Slot 3. Makes `outString`, a record of the host's, hold NUL-terminated UTF-16 text. The
+     * plug-in passes on the record that the host has handed it to be filled. */
+    KORVASDK_Result (*MakeString)(const KORVASDK_UTF16Unit* text, KORVASDK_String* outString);
     /* Slot 4. Copies the text out. `*length` is the buffer's length in units
      * and becomes the text's. Where the buffer is too small, the answer is
      * kErrorStringBufferTooSmall and `*length` the length that is needed. So a

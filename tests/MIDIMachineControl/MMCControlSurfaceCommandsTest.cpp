@@ -1,8 +1,8 @@
 // What the control surface makes of commands.
 
 #include "tests/MIDIMachineControl/FakeTrace.h"
-#include "tests/MIDIMachineControl/HeapControl.h"
 #include "tests/MIDIMachineControl/SurfaceTest.h"
+#include "tests/support/HeapControl.h"
 
 #include <string>
 
@@ -10,6 +10,7 @@ namespace mmc::tests {
 
 namespace {
 
+using korva::tests::HeapControl;
 using testing::_;
 using testing::Expectation;
 using testing::InSequence;
@@ -511,7 +512,7 @@ TEST_F(SurfaceCommands, StayBlockedThroughAFloodThatIsNotKept)
 {
     Receive({0xF0, 0x7F, 0x7F, 0x07, 0x01, 0xF7});
     HeapControl heap;
-    heap.RefuseLargeRequests();
+    heap.RefuseFrom(HeapControl::kMegabyte);
 
     for (int i = 0; i < 300000; ++i) { // 2.4 MB of commands
         ReceiveCommand({0x02, 0x06, 0x02, 0x06, 0x02, 0x06, 0x02});

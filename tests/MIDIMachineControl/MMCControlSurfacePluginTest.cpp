@@ -8,9 +8,9 @@
 #include "korvasdk/suites/ControlSurfaceSuites.h"
 #include "tests/MIDIMachineControl/FakeDialog.h"
 #include "tests/MIDIMachineControl/FakeMidi.h"
-#include "tests/MIDIMachineControl/HeapControl.h"
 #include "tests/MIDIMachineControl/MockHost.h"
 #include "tests/MIDIMachineControl/PlainHost.h"
+#include "tests/support/HeapControl.h"
 
 #include <cstring>
 #include <map>
@@ -26,6 +26,7 @@ namespace mmc::tests {
 namespace {
 
 using kelcore::debug::DebugDatabase;
+using korva::tests::HeapControl;
 using testing::_;
 using testing::DoAll;
 using testing::InSequence;
@@ -186,10 +187,10 @@ protected:
     std::u16string GetSettings()
     {
         std::u16string settings;
-        KORVASDK_String* string = nullptr;
-        EXPECT_CALL(mHost, MakeString(_, &string))
+        EXPECT_CALL(mHost, MakeString(_, mHost.StringRef()))
             .WillOnce(DoAll(testing::SaveArg<0>(&settings), Return(kHostsOwnError)));
-        EXPECT_EQ(Suite().GetPluginSettings(mPlugin, &string), kHostsOwnError); // passed through
+        EXPECT_EQ(Suite().GetPluginSettings(mPlugin, mHost.StringRef()),
+            kHostsOwnError); // passed through
         Mock::VerifyAndClearExpectations(&mHost);
         return settings;
     }
@@ -336,6 +337,23 @@ TEST_F(PluginStartup, RegistersTheSurfaceSuitesAlsoWithoutAList)
     EXPECT_EQ(mFuncs.Shutdown(), kSuccess);
 }
 
+TEST_F(PluginStartup, RefusesWhereTheHostThrowsAtShutdown)
+{
+    ExpectStringSuite();
+    ExpectSuitesSuite();
+    ExpectSuiteListAllocated();
+    ExpectAdded("KORVASDK ControlSurfacePlugin Suite", 1, mHost.SuiteListRef());
+    ExpectAdded("KORVASDK ControlSurface Internal Suite", 1, mHost.SuiteListRef());
+    ExpectSurfaceSuitesAdded(mHost.SuiteListRef());
+    ASSERT_EQ(mFuncs.Startup(), kSuccess);
+    EXPECT_CALL(mHost, FreeSuiteList).WillOnce(testing::Throw(std::runtime_error("host")));
+    EXPECT_EQ(mFuncs.Shutdown(), kErrorBadParameter);
+    Mock::VerifyAndClearExpectations(&mHost);
+
+    ExpectShutdown(); // it can be asked again
+    EXPECT_EQ(mFuncs.Shutdown(), kSuccess);
+}
+
 TEST_F(PluginStartup, TakesANullListAsNone)
 {
     const InSequence inSequence;
@@ -356,14 +374,14 @@ TEST_F(PluginStartup, DeletesNoInstanceWhereThereIsNone)
 
 TEST_F(PluginInstance, TellsWhoItIs)
 {
-    KORVASDK_String* string = nullptr;
-    EXPECT_CALL(mHost, MakeString(std::u16string(u"Korva.ControlSurfacePlugIn.MMC"), &string))
+    EXPECT_CALL(
+        mHost, MakeString(std::u16string(u"Korva.ControlSurfacePlugIn.MMC"), mHost.StringRef()))
         .WillOnce(Return(kHostsOwnError));
-    EXPECT_EQ(Suite().GetPluginID(mPlugin, &string), kHostsOwnError);
+    EXPECT_EQ(Suite().GetPluginID(mPlugin, mHost.StringRef()), kHostsOwnError);
 
-    EXPECT_CALL(mHost, MakeString(std::u16string(u"MIDI Machine Control"), &string))
+    EXPECT_CALL(mHost, MakeString(std::u16string(u"MIDI Machine Control"), mHost.StringRef()))
         .WillOnce(Return(kSuccess));
-    EXPECT_EQ(Suite().GetPluginDisplayString(mPlugin, &string), kSuccess);
+    EXPECT_EQ(Suite().GetPluginDisplayString(mPlugin, mHost.StringRef()), kSuccess);
 }
 
 TEST_F(PluginInstance, HasADialogAndDoesNotSuspend)
@@ -507,7 +525,7 @@ TEST_F(PluginInstance, BelievesNoLengthBeyondItsBuffer)
     {
         const auto& suite = Suite();
         HeapControl heap;
-        heap.RefuseLargeRequests();
+        heap.RefuseFrom(HeapControl::kMegabyte);
         EXPECT_EQ(suite.SetPluginSettings(mPlugin, mHost.StringRef()), kSuccess);
     }
     EXPECT_TRUE(Tree(GetSettings()).IsEmpty());
@@ -523,7 +541,7 @@ TEST_F(PluginInstance, RefusesWhereThereIsNoMemoryForTheSettings)
     });
     const auto& suite = Suite();
     HeapControl heap;
-    heap.RefuseLargeRequests();
+    heap.RefuseFrom(HeapControl::kMegabyte);
 
     EXPECT_EQ(suite.SetPluginSettings(mPlugin, mHost.StringRef()), kErrorBadParameter);
     EXPECT_EQ(refusals, 1U);

@@ -1,14 +1,16 @@
 // What the control surface makes of incoming bytes, up to the command.
 
-#include "tests/MIDIMachineControl/HeapControl.h"
 #include "tests/MIDIMachineControl/PlainHost.h"
 #include "tests/MIDIMachineControl/SurfaceTest.h"
+#include "tests/support/HeapControl.h"
 
 #include <future>
 
 namespace mmc::tests {
 
 namespace {
+
+using korva::tests::HeapControl;
 
 class SurfaceReceiving : public SurfaceTest {
 protected:

@@ -222,11 +222,10 @@ TEST_F(SurfaceTest, KeepsTheHostsSuitesWhenItGoes)
 
 TEST_F(SurfaceTest, NamesItsConfiguration)
 {
-    KORVASDK_String* string = nullptr;
-    EXPECT_CALL(mHost, MakeString(std::u16string(u"KorvaMIDI"), &string))
+    EXPECT_CALL(mHost, MakeString(std::u16string(u"KorvaMIDI"), mHost.StringRef()))
         .WillOnce(Return(kHostsOwnError));
 
-    EXPECT_EQ(mSurface.GetConfigIdentifier(&string), kHostsOwnError);
+    EXPECT_EQ(mSurface.GetConfigIdentifier(mHost.StringRef()), kHostsOwnError);
 }
 
 TEST_F(SurfaceTest, AcceptsFiveNoticesAndRefusesThree)

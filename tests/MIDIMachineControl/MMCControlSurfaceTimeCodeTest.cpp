@@ -1,8 +1,8 @@
 // The time code that the control surface sends.
 
 #include "tests/MIDIMachineControl/FakeTime.h"
-#include "tests/MIDIMachineControl/HeapControl.h"
 #include "tests/MIDIMachineControl/SurfaceTest.h"
+#include "tests/support/HeapControl.h"
 
 #include <atomic>
 #include <cmath>
@@ -13,6 +13,7 @@ namespace mmc::tests {
 
 namespace {
 
+using korva::tests::HeapControl;
 using testing::InSequence;
 using testing::Mock;
 using testing::StrictMock;

@@ -1,8 +1,8 @@
 #include "kelcontrolsurface/plugins/MIDIMachineControl/src/MMCReceiveBuffer.h"
 
-#include "tests/MIDIMachineControl/HeapControl.h"
 #include "tests/MIDIMachineControl/HostileMidi.h"
 #include "tests/MIDIMachineControl/NaiveReceiver.h"
+#include "tests/support/HeapControl.h"
 
 #include <gmock/gmock.h>
 
@@ -10,6 +10,7 @@ namespace mmc::tests {
 
 namespace {
 
+using korva::tests::HeapControl;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Optional;
@@ -23,7 +24,7 @@ kelcore::utility::ByteSequence SequenceOf(const Bytes& bytes)
 
 Dispatches Arrive(ReceiveBuffer& buffer, const Bytes& bytes)
 {
-    buffer.Append(bytes.data(), bytes.size());
+    EXPECT_TRUE(buffer.TryAppend(bytes.data(), bytes.size()));
     Dispatches dispatches;
     buffer.TakeMessages([&](const MMCMessage& message) {
         Bytes dispatch{message.subId};
@@ -192,7 +193,7 @@ TEST(ReceiveBuffer, ForgetsNothingOfWhatStandsBehindAnOpenMMCMessage)
     }
 }
 
-TEST(ReceiveBuffer, IsAsItWasWhereMemoryLacks)
+TEST(ReceiveBuffer, IsEmptyWhereMemoryLacks)
 {
     ReceiveBuffer buffer;
     Arrive(buffer, {0xF0, 0x7F, 0x7F, 0x06});
@@ -200,10 +201,11 @@ TEST(ReceiveBuffer, IsAsItWasWhereMemoryLacks)
     {
         HeapControl heap;
         heap.RefuseRequest(1);
-        EXPECT_THROW(buffer.Append(many.data(), many.size()), std::bad_alloc);
+        EXPECT_FALSE(buffer.TryAppend(many.data(), many.size()));
     }
 
-    EXPECT_THAT(Arrive(buffer, {0x02, 0xF7}), ElementsAre(kPlayDispatch));
+    EXPECT_EQ(buffer.Size(), 0U);
+    EXPECT_THAT(Arrive(buffer, {0xF0, 0x7F, 0x7F, 0x06, 0x02, 0xF7}), ElementsAre(kPlayDispatch));
 }
 
 // Every byte of the stream in an arrival of its own, two by two, and so on: each beginning of the

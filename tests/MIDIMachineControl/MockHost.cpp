@@ -42,7 +42,7 @@ KORVASDK_Result AddSuite(QXSuiteList* suiteList,
 }
 constexpr QXSuitesSuite kSuitesSuite{AllocateSuiteList, FreeSuiteList, AddSuite};
 
-KORVASDK_Result MakeString(const char16_t* text, KORVASDK_String** outString)
+KORVASDK_Result MakeString(const char16_t* text, KORVASDK_String* outString)
 {
     return sHost->MakeString(text, outString);
 }

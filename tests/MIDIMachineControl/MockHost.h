@@ -55,7 +55,7 @@ public:
             const void* functions));
 
     MOCK_METHOD(
-        KORVASDK_Result, MakeString, (const std::u16string& text, KORVASDK_String** outString));
+        KORVASDK_Result, MakeString, (const std::u16string& text, KORVASDK_String* outString));
     MOCK_METHOD(KORVASDK_Result,
         CopyString,
         (const KORVASDK_String* string, char16_t* buffer, std::uint32_t* length));

@@ -66,9 +66,9 @@ struct Tables {
         return kSuccess;
     }
 
-    static KORVASDK_Result MakeString(const KORVASDK_UTF16Unit* text, KORVASDK_String** outString)
+    static KORVASDK_Result MakeString(const KORVASDK_UTF16Unit* text, KORVASDK_String* outString)
     {
-        *outString = new KORVASDK_String{text};
+        outString->text = text;
         return kSuccess;
     }
     static KORVASDK_Result CopyString(
@@ -215,6 +215,9 @@ std::vector<std::string> Host::WaitForLog(std::size_t count)
 
 void Host::Log(const std::string& entry)
 {
+    if (onLog) {
+        onLog(entry);
+    }
     const std::scoped_lock lock(mMutex);
     mLog.push_back(entry);
     mLogged.notify_all();
@@ -271,17 +274,6 @@ void SetDebugEntry(const std::string& key, const std::string& text)
         throw std::runtime_error("the host library has no debug database");
     }
     setEntry(instance(), key, text);
-}
-
-std::u16string TakeText(KORVASDK_String*& string)
-{
-    const std::unique_ptr<KORVASDK_String> owned(std::exchange(string, nullptr));
-    return owned ? owned->text : u"";
-}
-
-KORVASDK_String* MakeText(const std::u16string& text)
-{
-    return new KORVASDK_String{text};
 }
 
 } // namespace blackbox

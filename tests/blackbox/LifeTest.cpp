@@ -2,8 +2,8 @@
 
 #include "BlackBoxHost.h"
 #include "VirtualDevice.h"
-#include "tests/MIDIMachineControl/HeapControl.h"
 #include "tests/MIDIMachineControl/PlainHost.h"
+#include "tests/support/HeapControl.h"
 
 #include <gmock/gmock.h>
 
@@ -64,10 +64,8 @@ protected:
     KORVASDK_Result SetSettings(
         KORVASDK_ControlSurfacePlugin* plugin, const std::u16string& settings)
     {
-        KORVASDK_String* string = MakeText(settings);
-        const KORVASDK_Result result = mSuite.SetPluginSettings(plugin, string);
-        TakeText(string);
-        return result;
+        const KORVASDK_String string{settings};
+        return mSuite.SetPluginSettings(plugin, &string);
     }
 
     /// A started plug-in with one connected instance on the virtual device.
@@ -92,7 +90,7 @@ protected:
         std::size_t number, mmc::tests::PlainHost& host)
     {
         mSurface = nullptr;
-        mmc::tests::HeapControl heap;
+        korva::tests::HeapControl heap;
         heap.RefuseRequest(number);
         const KORVASDK_Result result = mSuite.Connect(mPlugin, host.HostRef(), &mSurface);
         return {result, heap.HasRefused()};
@@ -171,11 +169,11 @@ TEST_F(Life, GoesFromEntryToUnloadingInOrder)
     const auto& suite
         = mHost.Registered<KORVASDK_ControlSurfacePluginSuite>(kKORVASDKControlSurfacePluginSuite);
     ASSERT_EQ(mFuncs.CreatePluginInstance(&mPlugin), kSuccess);
-    KORVASDK_String* string = nullptr;
+    KORVASDK_String string;
     EXPECT_EQ(suite.GetPluginID(mPlugin, &string), kSuccess);
-    EXPECT_EQ(TakeText(string), u"Korva.ControlSurfacePlugIn.MMC");
+    EXPECT_EQ(string.text, u"Korva.ControlSurfacePlugIn.MMC");
     EXPECT_EQ(suite.GetPluginDisplayString(mPlugin, &string), kSuccess);
-    EXPECT_EQ(TakeText(string), u"MIDI Machine Control");
+    EXPECT_EQ(string.text, u"MIDI Machine Control");
     std::uint8_t hasDialog = 0;
     EXPECT_EQ(suite.HasConfigurationDialog(mPlugin, &hasDialog), kSuccess);
     EXPECT_EQ(hasDialog, 1);
@@ -183,13 +181,12 @@ TEST_F(Life, GoesFromEntryToUnloadingInOrder)
     EXPECT_EQ(suite.Resume(mPlugin), kErrorNotImplemented);
 
     const std::u16string settings = Settings(true);
-    string = MakeText(settings);
-    EXPECT_EQ(suite.SetPluginSettings(mPlugin, string), kSuccess);
-    TakeText(string);
+    string.text = settings;
+    EXPECT_EQ(suite.SetPluginSettings(mPlugin, &string), kSuccess);
     EXPECT_THAT(mHost.TakeLog(),
         ElementsAre("copy string into 0", "copy string into " + std::to_string(settings.size())));
     EXPECT_EQ(suite.GetPluginSettings(mPlugin, &string), kSuccess);
-    EXPECT_EQ(TakeText(string), settings);
+    EXPECT_EQ(string.text, settings);
 
     // Connection.
     ASSERT_EQ(suite.Connect(mPlugin, mHost.Ref(), &mSurface), kSuccess);
@@ -211,7 +208,7 @@ TEST_F(Life, GoesFromEntryToUnloadingInOrder)
     const auto& surfaceSuite
         = mHost.Registered<KORVASDK_ControlSurfaceSuite>(kKORVASDKControlSurfaceSuite, 2);
     EXPECT_EQ(surfaceSuite.GetConfigIdentifier(mSurface, &string), kSuccess);
-    EXPECT_EQ(TakeText(string), u"KorvaMIDI");
+    EXPECT_EQ(string.text, u"KorvaMIDI");
     KORVASDK_ControlSurfaceTransport* transport = nullptr;
     ASSERT_EQ(surfaceSuite.GetTransportRef(mSurface, &transport), kSuccess);
     const auto& transportSuite = mHost.Registered<KORVASDK_ControlSurfaceTransportSuite>(
@@ -259,9 +256,9 @@ TEST_F(Life, PassesTheHostsStringErrorsOn)
     mHost.RefuseNextCopy(kHostsOwnError);
 
     EXPECT_EQ(SetSettings(mPlugin, Settings(true)), kHostsOwnError);
-    KORVASDK_String* string = nullptr;
+    KORVASDK_String string;
     EXPECT_EQ(mSuite.GetPluginSettings(mPlugin, &string), kSuccess);
-    EXPECT_EQ(TakeText(string), u"{}");
+    EXPECT_EQ(string.text, u"{}");
     mFuncs.DeletePluginInstance(mPlugin);
     mFuncs.Shutdown();
 }

@@ -440,6 +440,61 @@ TEST_F(MIDIBasedControlSurfaceTest, IgnoresSetupChangesWhileSuspended)
     EXPECT_FALSE(mSurface->IsConnected());
 }
 
+// A notice comes on the MIDI service's thread, which can do nothing about what is thrown.
+TEST_F(MIDIBasedControlSurfaceTest, TriesAgainAtTheNextSetupChangeWhereBindingFailed)
+{
+    for (const std::string failing : {"create input 1 tag 0", "create output 2 tag 0 true",
+             "connect input 1", "connect output 2"}) {
+        MakeBound();
+        mStudio.PlugOutput(u"2", false);
+        mStudio.NotifySetupChanged();
+        mStudio.PlugOutput(u"2");
+        mStudio.onLog = [&](const std::string& line) {
+            if (line == failing) {
+                throw std::bad_alloc();
+            }
+        };
+
+        EXPECT_NO_THROW(mStudio.NotifySetupChanged()) << failing;
+        mStudio.onLog.clear();
+        EXPECT_FALSE(mSurface->IsConnected());
+        EXPECT_EQ(mStudio.LivePorts(), 0U) << failing << ": both ports or none";
+
+        mStudio.NotifySetupChanged();
+        EXPECT_THAT(PortsThatSend(), ElementsAre(u"2")) << failing;
+        mStudio.Receive({0xFA});
+        EXPECT_TRUE(mSurface->WaitForReceived(1)) << failing;
+        mSurface.reset();
+    }
+}
+
+TEST_F(MIDIBasedControlSurfaceTest, KeepsItsBindingWhereItCannotListWhatIsThere)
+{
+    MakeBound();
+    mStudio.onEnumerate = [] { throw std::bad_alloc(); };
+
+    EXPECT_NO_THROW(mStudio.NotifySetupChanged());
+
+    EXPECT_THAT(PortsThatSend(), ElementsAre(u"2"));
+}
+
+// Where the host connects, the host is told.
+TEST_F(MIDIBasedControlSurfaceTest, BindsNeitherPortWhereConnectingThrows)
+{
+    Make();
+    mStudio.onLog = [](const std::string& line) {
+        if (line == "connect output 2") {
+            throw std::bad_alloc();
+        }
+    };
+
+    EXPECT_THROW(mSurface->Connect(MakeInfo(u"1", u"2")), std::bad_alloc);
+
+    mStudio.onLog.clear();
+    EXPECT_FALSE(mSurface->IsConnected());
+    EXPECT_EQ(mStudio.LivePorts(), 0U);
+}
+
 TEST_F(MIDIBasedControlSurfaceTest, IgnoresASetupChangeWhereThereIsNoEnumerator)
 {
     MakeBound();

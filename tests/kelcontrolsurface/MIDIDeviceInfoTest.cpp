@@ -1,6 +1,6 @@
 #include "kelcontrolsurface/plugins/common/midi/src/MIDIDeviceInfo.h"
 
-#include "FailingHeap.h"
+#include "tests/support/HeapControl.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +12,7 @@ namespace {
 
 using kelcore::proplist::PropList;
 using kelcore::utility::UTF16String;
+using korva::tests::HeapControl;
 
 static_assert(!std::is_polymorphic_v<MIDIDeviceInfo>);
 static_assert(std::is_copy_constructible_v<MIDIDeviceInfo>);
@@ -91,9 +92,10 @@ TEST(MIDIDeviceInfo, StaysAsItIsWhereACopyCannotBeMade)
 
     // Each allocation in turn fails, until there are enough.
     int failures = 0;
-    for (long served = 0; served < 100; ++served) {
+    for (std::size_t number = 1; number < 100; ++number) {
         try {
-            const tests::FailingHeap heap(served);
+            HeapControl heap;
+            heap.RefuseRequest(number);
             target = source;
             break;
         } catch (const std::bad_alloc&) {
@@ -205,9 +207,10 @@ TEST(LoadDeviceInfo, LeavesTheRecordAsItWasWhereMemoryRunsOut)
     MIDIDeviceInfo info = MakeRecord();
 
     int failures = 0;
-    for (long served = 0; served < 100; ++served) {
+    for (std::size_t number = 1; number < 100; ++number) {
         try {
-            const tests::FailingHeap heap(served);
+            HeapControl heap;
+            heap.RefuseRequest(number);
             LoadDeviceInfo(info, list);
             break;
         } catch (const std::bad_alloc&) {

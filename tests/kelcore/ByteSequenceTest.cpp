@@ -1,8 +1,7 @@
 #include "kelcore/utility/ByteSequence.h"
 
-#include "HeapWatch.h"
-
 #include "kelcore/utility/SmallBlockAllocator.h"
+#include "tests/support/HeapControl.h"
 
 #include <gtest/gtest.h>
 
@@ -15,7 +14,7 @@
 namespace kelcore::utility {
 namespace {
 
-using tests::HeapWatch;
+using korva::tests::HeapControl;
 using Bytes = std::vector<unsigned char>;
 
 constexpr std::size_t kLarge = 100'000; // beyond what the allocator keeps: needs the heap
@@ -63,13 +62,13 @@ private:
 
 TEST(ByteSequence, StartsEmptyWithoutTouchingTheHeap)
 {
-    const HeapWatch heap;
+    const HeapControl heap;
     const ByteSequence sequence;
 
     EXPECT_EQ(sequence.Size(), 0U);
     EXPECT_EQ(sequence.Capacity(), 0U);
     EXPECT_TRUE(sequence.IsEmpty());
-    EXPECT_EQ(heap.Taken(), 0U);
+    EXPECT_EQ(heap.Requests(), 0U);
 }
 
 TEST(ByteSequence, AppendsInOrder)
@@ -232,7 +231,7 @@ TEST(ByteSequence, LeavesTheHeapAloneWhileBytesComeAndGo)
     constexpr unsigned char kMessage[]{0xF0, 0x7F, 0x7F, 0x06, 0x02, 0xF7};
     for (const std::size_t held : {std::size_t{0}, std::size_t{7}, kLarge}) {
         ByteSequence sequence = SequenceOf(Bytes(held));
-        const HeapWatch heap;
+        const HeapControl heap;
 
         for (int i = 0; i < 100'000; ++i) {
             sequence.Reserve(sequence.Size() + sizeof kMessage);
@@ -240,7 +239,7 @@ TEST(ByteSequence, LeavesTheHeapAloneWhileBytesComeAndGo)
             sequence.EraseFront(sizeof kMessage);
         }
 
-        EXPECT_LE(heap.Taken(), 2U) << held; // the blocks of the steady state, once
+        EXPECT_LE(heap.Requests(), 2U) << held; // the blocks of the steady state, once
     }
 }
 
@@ -302,7 +301,7 @@ TEST(ByteSequence, StaysAsItWasWhenMemoryLacks)
     ByteSequence sequence = SequenceOf({1, 2, 3, 4});
     sequence.EraseFront(1);
     const Bytes more(kLarge);
-    HeapWatch heap;
+    HeapControl heap;
     heap.RefuseFrom(kLarge);
 
     EXPECT_THROW(sequence.Reserve(kLarge), std::bad_alloc);
@@ -317,10 +316,25 @@ TEST(ByteSequence, NeedsNoMemoryWithinItsCapacityOnceCleared)
     ByteSequence sequence = SequenceOf(Bytes(kLarge));
     const Bytes bytes(kLarge, 7);
     sequence.EraseFront(5);
-    HeapWatch heap;
+    HeapControl heap;
     heap.RefuseFrom(0);
 
     sequence.Clear();
+    AppendAll(sequence, bytes);
+
+    EXPECT_EQ(sequence.Size(), kLarge);
+    EXPECT_EQ(sequence[kLarge - 1], 7);
+}
+
+TEST(ByteSequence, NeedsNoMemoryForWhatItHasReservedBehindErasedBytes)
+{
+    ByteSequence sequence = SequenceOf(Bytes(kLarge));
+    const Bytes bytes(kLarge / 4, 7);
+    sequence.EraseFront(bytes.size());
+    sequence.Reserve(kLarge);
+    HeapControl heap;
+    heap.RefuseFrom(0);
+
     AppendAll(sequence, bytes);
 
     EXPECT_EQ(sequence.Size(), kLarge);
@@ -331,7 +345,7 @@ TEST(ByteSequence, StaysAsItWasWhenACopyToItFails)
 {
     const ByteSequence large = SequenceOf(Bytes(kLarge));
     ByteSequence sequence = SequenceOf({1, 2});
-    HeapWatch heap;
+    HeapControl heap;
     heap.RefuseFrom(kLarge);
 
     EXPECT_THROW(sequence = large, std::bad_alloc);

@@ -1,6 +1,6 @@
 #include "kelcore/threads/QueueOnlyOnce.h"
 
-#include "HeapWatch.h"
+#include "tests/support/HeapControl.h"
 
 #include <boost/smart_ptr/make_shared.hpp>
 #include <gmock/gmock.h>
@@ -313,11 +313,11 @@ TEST_F(QueueOnlyOnceTest, TouchesNoHeapWhereARunWaits)
 {
     const auto trigger = Make();
     trigger->Queue();
-    const tests::HeapWatch heap;
+    const korva::tests::HeapControl heap;
 
     trigger->Queue();
 
-    EXPECT_EQ(heap.Taken(), 0U);
+    EXPECT_EQ(heap.Requests(), 0U);
 }
 
 // Whatever a thread did before it asked, a run that starts afterwards sees.

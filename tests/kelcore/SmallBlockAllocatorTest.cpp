@@ -1,6 +1,6 @@
 #include "kelcore/utility/SmallBlockAllocator.h"
 
-#include "HeapWatch.h"
+#include "tests/support/HeapControl.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +16,7 @@
 namespace kelcore::utility {
 namespace {
 
-using tests::HeapWatch;
+using korva::tests::HeapControl;
 
 constexpr std::size_t kMebibyte = std::size_t{1024} * 1024;
 
@@ -96,7 +96,7 @@ TEST(SmallBlock, LeavesTheHeapAloneInSteadyState)
     for (std::size_t bytes = 1; bytes <= 65536; bytes *= 2) {
         Warm(bytes);
     }
-    const HeapWatch heap;
+    const HeapControl heap;
 
     for (int round = 0; round < 100; ++round) {
         for (std::size_t bytes = 1; bytes <= 65536; bytes *= 2) {
@@ -104,17 +104,17 @@ TEST(SmallBlock, LeavesTheHeapAloneInSteadyState)
         }
     }
 
-    EXPECT_EQ(heap.Taken(), 0U);
+    EXPECT_EQ(heap.Requests(), 0U);
     EXPECT_EQ(heap.GivenBack(), 0U);
 }
 
 TEST(SmallBlock, GoesStraightToTheHeapWhenLarge)
 {
-    const HeapWatch heap;
+    const HeapControl heap;
 
     Warm(65537);
 
-    EXPECT_EQ(heap.Taken(), 1U);
+    EXPECT_EQ(heap.Requests(), 1U);
     EXPECT_EQ(heap.GivenBack(), 1U);
 }
 
@@ -126,7 +126,7 @@ TEST(SmallBlock, GoesBackToTheHeapWhenEnoughOfItsSizeAreKept)
     for (void*& block : blocks) {
         block = AllocateSmallBlock(kBytes);
     }
-    const HeapWatch heap;
+    const HeapControl heap;
 
     for (void* const block : blocks) {
         FreeSmallBlock(block, kBytes);
@@ -145,7 +145,7 @@ TEST(SmallBlock, IsRefusedWhereItCannotExist)
 
 TEST(SmallBlock, IsRefusedWhereTheHeapHasNone)
 {
-    HeapWatch heap;
+    HeapControl heap;
     heap.RefuseFrom(65537);
 
     EXPECT_THROW(AllocateSmallBlock(65537), std::bad_alloc);

@@ -7,6 +7,8 @@
 
 #include <gmock/gmock.h>
 
+#include <type_traits>
+
 namespace kelmidi {
 namespace {
 
@@ -37,6 +39,15 @@ public:
     bool IsConnected() const override { return false; }
     bool SendMidiMessage(const MidiMessage&) override { return true; }
 };
+
+template <typename Class>
+constexpr bool kIsCopyable
+    = std::is_copy_constructible_v<Class> || std::is_copy_assignable_v<Class>;
+static_assert(!kIsCopyable<MidiHost> && !kIsCopyable<MidiPortEnumerator>);
+static_assert(!kIsCopyable<PlainInputPort> && !kIsCopyable<PlainOutputPort>);
+static_assert(
+    std::is_base_of_v<kelcore::utility::RefCountedObject,
+        MidiHost> && std::is_base_of_v<kelcore::utility::RefCountedObject, MidiPort> && std::is_base_of_v<kelcore::utility::RefCountedObject, MidiPortEnumerator>);
 
 TEST(MidiPort, SaysWhatItWasMadeWith)
 {
@@ -138,6 +149,9 @@ TEST(VirtualSlots, StandInTheirBindingOrder)
     EXPECT_EQ(SlotOf(&MidiOutputPort::SendMidiMessage), 8U);
     EXPECT_EQ(SlotOf(&MidiOutputPort::CanUseTimeStamp), 9U);
     EXPECT_EQ(SlotOf(&MidiOutputPort::IsSoftwareInstrument), 10U);
+    EXPECT_EQ(SlotOf(&MidiHost::AddRefCount), 0U);
+    EXPECT_EQ(SlotOf(&MidiHost::ReleaseRefCount), 1U);
+    EXPECT_EQ(SlotOf(&MidiPortEnumerator::AddRefCount), 0U);
     EXPECT_EQ(SlotOf(&MidiPortEnumerator::EnumInputPorts), 4U);
     EXPECT_EQ(SlotOf(&MidiPortEnumerator::EnumOutputPorts), 5U);
     EXPECT_EQ(SlotOf(&MidiListener::HandleMidiMessage), 0U);

@@ -66,6 +66,9 @@ public:
     kelmidi::MidiOutputPortList EnumOutputPorts() const override
     {
         sMidi->Tell("outputs");
+        if (sMidi->onEnumOutputs) {
+            sMidi->onEnumOutputs();
+        }
         kelmidi::MidiOutputPortList list;
         for (const FakeEndpoint& endpoint : sMidi->GetOutputs()) {
             list.AddPort(new FakeOutputPort(endpoint));

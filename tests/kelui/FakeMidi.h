@@ -39,6 +39,7 @@ public:
     bool hasHost = true;       // otherwise the layer makes none
     bool hasEnumerator = true; // likewise
     std::function<void()> onEnumInputs;
+    std::function<void()> onEnumOutputs;
 
     // For the factories.
     void Tell(const std::string& line);

@@ -367,6 +367,23 @@ TEST_F(MIDIDeviceConfigDialogTest, ReleasesWhatItHasWhenItsConstructionFails)
     EXPECT_EQ(midi.host, nullptr);
 }
 
+// A notice comes on the MIDI service's thread, which can do nothing about what is thrown.
+TEST_F(MIDIDeviceConfigDialogTest, KeepsItsListsWhereTheyCannotBeMadeAnew)
+{
+    const auto dialog = Make();
+    midi.SetInputs({{u"New", u"12"}});
+    midi.onEnumOutputs = [] { throw std::bad_alloc(); };
+
+    midi.Notify();
+
+    ASSERT_EQ(Input(*dialog).GetItemCount(), 3);
+    Input(*dialog).SetValue(2);
+    UTF16String input;
+    UTF16String output;
+    EXPECT_TRUE(dialog->GetPortIDs(input, output));
+    EXPECT_EQ(input, u"13");
+}
+
 TEST_F(MIDIDeviceConfigDialogTest, WaitsForANoticeThatRunsBeforeItGoes)
 {
     auto dialog = Make();

@@ -18,7 +18,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
-#include <list>
 #include <map>
 #include <mutex>
 #include <sstream>
@@ -49,11 +48,9 @@ void Say(const std::string& line)
     std::_Exit(1);
 }
 
-std::list<KORVASDK_String> sStrings; // never freed, as the suite has no slot for it
-
-KORVASDK_Result MakeString(const KORVASDK_UTF16Unit* text, KORVASDK_String** outString)
+KORVASDK_Result MakeString(const KORVASDK_UTF16Unit* text, KORVASDK_String* outString)
 {
-    *outString = &sStrings.emplace_back(KORVASDK_String{text});
+    outString->text = text;
     return kSuccess;
 }
 
@@ -168,9 +165,9 @@ public:
             Say(mSuite->SetPluginSettings(mPlugin, &settings) == kSuccess ? "set" : "refused");
         } else if (command == "get") {
             JoinDialog();
-            KORVASDK_String* settings = nullptr;
+            KORVASDK_String settings;
             mSuite->GetPluginSettings(mPlugin, &settings);
-            Say("settings " + std::string(settings->text.begin(), settings->text.end()));
+            Say("settings " + std::string(settings.text.begin(), settings.text.end()));
         } else if (command == "open") {
             Open(argument);
         } else {

@@ -25,7 +25,7 @@ class BareSurface : public ControlSurfaceBase {};
 
 class MockSurface : public ControlSurfaceBase {
 public:
-    MOCK_METHOD(KORVASDK_Result, GetConfigIdentifier, (KORVASDK_String**), (const, override));
+    MOCK_METHOD(KORVASDK_Result, GetConfigIdentifier, (KORVASDK_String*), (const, override));
     MOCK_METHOD(KORVASDK_Result, GetControlSurfaceFlags, (unsigned int*), (const, override));
     MOCK_METHOD(KORVASDK_Result, GetTransportRef, (KORVASDK_ControlSurfaceTransport**), (override));
     MOCK_METHOD(KORVASDK_Result, GetMixerRef, (KORVASDK_ControlSurfaceMixer**), (override));
@@ -73,7 +73,8 @@ TEST_F(ControlSurfaceBaseSuite, IsRegisteredAsVersion1AndThenAs2WithOneTable)
 
 TEST_F(ControlSurfaceBaseSuite, ForwardsEachSlotToItsOwnOperationAndReturnsItsResult)
 {
-    KORVASDK_String* string = nullptr;
+    int record = 0;
+    auto* string = reinterpret_cast<KORVASDK_String*>(&record);
     std::uint32_t flags = 0;
     KORVASDK_ControlSurfaceTransport* transport = nullptr;
     KORVASDK_ControlSurfaceMixer* mixer = nullptr;
@@ -81,7 +82,7 @@ TEST_F(ControlSurfaceBaseSuite, ForwardsEachSlotToItsOwnOperationAndReturnsItsRe
     KORVASDK_ControlSurfaceCommand* command = nullptr;
     KORVASDK_ControlSurfaceTintora* tintora = nullptr;
     const testing::InSequence inSequence;
-    EXPECT_CALL(mSurface, GetConfigIdentifier(&string)).WillOnce(Return(kOwnResult));
+    EXPECT_CALL(mSurface, GetConfigIdentifier(string)).WillOnce(Return(kOwnResult));
     EXPECT_CALL(mSurface, GetControlSurfaceFlags(&flags))
         .WillOnce(DoAll(SetArgPointee<0>(7U), Return(kOwnResult + 1)));
     EXPECT_CALL(mSurface, GetTransportRef(&transport)).WillOnce(Return(kOwnResult + 2));
@@ -91,7 +92,7 @@ TEST_F(ControlSurfaceBaseSuite, ForwardsEachSlotToItsOwnOperationAndReturnsItsRe
     EXPECT_CALL(mSurface, Update()).WillOnce(Return(kOwnResult + 6));
     EXPECT_CALL(mSurface, GetTintoraRef(&tintora)).WillOnce(Return(kOwnResult + 7));
 
-    EXPECT_EQ(Table().GetConfigIdentifier(Handle(), &string), kOwnResult);
+    EXPECT_EQ(Table().GetConfigIdentifier(Handle(), string), kOwnResult);
     EXPECT_EQ(Table().GetControlSurfaceFlags(Handle(), &flags), kOwnResult + 1);
     EXPECT_EQ(Table().GetTransportRef(Handle(), &transport), kOwnResult + 2);
     EXPECT_EQ(Table().GetMixerRef(Handle(), &mixer), kOwnResult + 3);
@@ -104,11 +105,12 @@ TEST_F(ControlSurfaceBaseSuite, ForwardsEachSlotToItsOwnOperationAndReturnsItsRe
 
 TEST_F(ControlSurfaceBaseSuite, RefusesWhereTheSurfaceThrows)
 {
-    KORVASDK_String* string = nullptr;
+    int record = 0;
+    auto* string = reinterpret_cast<KORVASDK_String*>(&record);
     EXPECT_CALL(mSurface, GetConfigIdentifier).WillOnce(Throw(std::runtime_error("broken")));
     EXPECT_CALL(mSurface, Update).WillOnce(Throw(std::runtime_error("broken")));
 
-    EXPECT_EQ(Table().GetConfigIdentifier(Handle(), &string), kErrorBadParameter);
+    EXPECT_EQ(Table().GetConfigIdentifier(Handle(), string), kErrorBadParameter);
     EXPECT_EQ(Table().Update(Handle()), kErrorBadParameter);
 }
 
@@ -116,7 +118,8 @@ TEST_F(ControlSurfaceBaseSuite, OfASurfaceThatOverridesNothingAnswersNotImplemen
 {
     BareSurface surface;
     KORVASDK_ControlSurface* handle = ToHandle(&surface);
-    KORVASDK_String* string = nullptr;
+    int record = 0;
+    auto* string = reinterpret_cast<KORVASDK_String*>(&record);
     std::uint32_t flags = 9;
     int dummy = 0;
     auto* transport = reinterpret_cast<KORVASDK_ControlSurfaceTransport*>(&dummy);
@@ -125,7 +128,7 @@ TEST_F(ControlSurfaceBaseSuite, OfASurfaceThatOverridesNothingAnswersNotImplemen
     auto* command = reinterpret_cast<KORVASDK_ControlSurfaceCommand*>(&dummy);
     auto* tintora = reinterpret_cast<KORVASDK_ControlSurfaceTintora*>(&dummy);
 
-    EXPECT_EQ(Table().GetConfigIdentifier(handle, &string), kErrorNotImplemented);
+    EXPECT_EQ(Table().GetConfigIdentifier(handle, string), kErrorNotImplemented);
     EXPECT_EQ(Table().Update(handle), kErrorNotImplemented);
     EXPECT_EQ(Table().GetControlSurfaceFlags(handle, &flags), kSuccess);
     EXPECT_EQ(flags, 0U);

@@ -22,12 +22,18 @@ struct Packet {
     HostTime stamp = 0;            // what the receiver is told
     MIDIObjectRef origin = 0;      // an output port, or a virtual source
     MIDIObjectRef destination = 0; // 0 for what a virtual source sends
-    std::uint32_t epoch = 0;       // the destination's flush epoch at sending
+    std::uint32_t epoch = 0;       // of EndpointOf(*this), when it was sent
     PacketIndex next = kNoPacket;  // the rest of one call's packets
     std::uint16_t length = 0;
     Piece piece = Piece::Message;
     std::array<std::uint8_t, kMaxPieceBytes> bytes{};
 };
+
+/// The endpoint that the packet belongs to: where it goes, or whose it is.
+inline MIDIEndpointRef EndpointOf(const Packet& packet) noexcept
+{
+    return packet.destination != 0 ? packet.destination : packet.origin;
+}
 
 class PacketPool {
 public:

@@ -2,6 +2,8 @@
 
 #include "kelcontrolsurface/plugins/MIDIMachineControl/src/MMCConfig.h"
 
+#include <new>
+
 namespace mmc {
 
 namespace {
@@ -45,7 +47,7 @@ void ControlSurface::Resume()
     Update();
 }
 
-KORVASDK_Result ControlSurface::GetConfigIdentifier(KORVASDK_String** out) const
+KORVASDK_Result ControlSurface::GetConfigIdentifier(KORVASDK_String* out) const
 {
     return mStringSuite->MakeString(kConfigIdentifier, out);
 }
@@ -204,16 +206,21 @@ bool ControlSurface::HandleMidiMessage(const kelmidi::MidiMessage& message, unsi
     if (message.data.length == 0) {
         return true;
     }
-    mReceiveBuffer.Append(message.data.bytes, message.data.length);
-    ProcessReceiveBuffer();
+    if (mReceiveBuffer.TryAppend(message.data.bytes, message.data.length)) {
+        ProcessReceiveBuffer();
+    }
     return true;
 }
 
-void ControlSurface::ProcessReceiveBuffer()
+void ControlSurface::ProcessReceiveBuffer() noexcept
 {
-    mReceiveBuffer.TakeMessages([this](const MMCMessage& message) {
-        HandleMMCMessages(message.subId, message.data, message.length);
-    });
+    try {
+        mReceiveBuffer.TakeMessages([this](const MMCMessage& message) {
+            HandleMMCMessages(message.subId, message.data, message.length);
+        });
+    } catch (const std::bad_alloc&) {
+        // The interpreter had no room for the message, which waits for the next arrival.
+    }
 }
 
 } // namespace mmc

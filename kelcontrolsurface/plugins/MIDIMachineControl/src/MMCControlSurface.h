@@ -34,7 +34,9 @@ public:
     /// `SetControlSurfaceHost(nullptr)` before.
     ~ControlSurface() override;
 
-    /// Takes every message; returns true, also for what it drops.
+    /// Takes every message; returns true, also for what it drops. Never throws: the thread is the
+    /// executor's. Where memory lacks for a message, that one goes and what was waiting with it;
+    /// where it lacks for a command, that is carried out with the next arrival.
     /// [delivery, one call at a time; allocates only to grow a buffer]
     bool HandleMidiMessage(const kelmidi::MidiMessage& message, unsigned int portTag) override;
 
@@ -46,7 +48,7 @@ public:
     void Resume() override;
 
     /// "KorvaMIDI". Needs the string suite. [host]
-    KORVASDK_Result GetConfigIdentifier(KORVASDK_String** out) const override;
+    KORVASDK_Result GetConfigIdentifier(KORVASDK_String* out) const override;
     KORVASDK_Result GetTransportRef(KORVASDK_ControlSurfaceTransport** out) override;
     KORVASDK_Result Update() override;
     virtual KORVASDK_Result GetSMPTERef(KORVASDK_ControlSurfaceSMPTE** out);
@@ -106,10 +108,10 @@ private:
     template <typename Suite>
     void Release(const char* name, int version, const Suite*& suite) const;
 
-    void ProcessReceiveBuffer();
+    void ProcessReceiveBuffer() noexcept;
     void HandleMMCMessages(unsigned char subId, const unsigned char* data, std::size_t length);
     std::size_t CarryOutCommands();
-    void CarryOut(const CommandUnit& unit);
+    void CarryOut(const CommandUnit& unit) noexcept;
     void DropUnreachableCommands() noexcept;
     void ReleaseWind();
     void Stop(const CommandUnit& unit);

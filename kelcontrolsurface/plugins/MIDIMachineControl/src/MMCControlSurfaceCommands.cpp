@@ -5,11 +5,8 @@
 
 #include <algorithm>
 #include <array>
-#include <iomanip>
+#include <cstdio>
 #include <iterator>
-#include <locale>
-#include <sstream>
-#include <string>
 
 namespace mmc {
 
@@ -116,20 +113,14 @@ unsigned int TimeFormat(unsigned int rate)
     return kFormats.at(rate);
 }
 
-std::string LocateTraceText(const LocateTarget& target)
+void TraceLocate(const LocateTarget& target) noexcept
 {
-    const char* separator = target.rate == 2 ? ";" : ":";
-    const auto two = [](std::ostream& text) -> std::ostream& {
-        return text << std::setw(2) << std::setfill('0');
-    };
-    std::ostringstream text;
-    text.imbue(std::locale::classic());
-    text << "GOTO: " << (target.negative ? "-" : "");
-    two(text) << int{target.hours} << separator;
-    two(text) << int{target.minutes} << separator;
-    two(text) << int{target.seconds} << separator;
-    two(text) << int{target.frames} << ", fps: " << FramesPerSecond(target.rate);
-    return text.str();
+    const char separator = target.rate == 2 ? ';' : ':';
+    std::array<char, 64> text{}; // 28 characters at most
+    std::snprintf(text.data(), text.size(), "GOTO: %s%02d%c%02d%c%02d%c%02d, fps: %d",
+        target.negative ? "-" : "", target.hours, separator, target.minutes, separator,
+        target.seconds, separator, target.frames, FramesPerSecond(target.rate));
+    WriteTraceLine(text.data());
 }
 
 } // namespace
@@ -163,7 +154,7 @@ std::size_t ControlSurface::CarryOutCommands()
     }
 }
 
-void ControlSurface::CarryOut(const CommandUnit& unit)
+void ControlSurface::CarryOut(const CommandUnit& unit) noexcept
 {
     static std::array<TraceSite, std::size(kCommands)> sTraceSites; // one a command
     const auto* command = std::find_if(std::begin(kCommands), std::end(kCommands),
@@ -175,7 +166,12 @@ void ControlSurface::CarryOut(const CommandUnit& unit)
         && sTraceSites.at(static_cast<std::size_t>(command - kCommands)).IsEnabled()) {
         WriteTraceLine(command->traceWord);
     }
-    (this->*command->action)(unit);
+    try {
+        (this->*command->action)(unit);
+    } catch (...) {
+        // Only the host's own functions throw here. What they answer is ignored, and so is this:
+        // the command is done with.
+    }
 }
 
 // A command that waits for its data needs 258 bytes at most: more are held only behind a head that
@@ -272,7 +268,7 @@ void ControlSurface::Locate(const CommandUnit& unit)
     const LocateTarget target{(unit.At(4) >> 5U) & 3U, (unit.At(7) & 0x40U) != 0, field(4, 0x1F),
         field(5, 0x3F), field(6, 0x3F), field(7, 0x1F), unit.At(8)};
     if (sTraceSite.IsEnabled()) {
-        WriteTraceLine(LocateTraceText(target));
+        TraceLocate(target);
     }
     if (mHostSMPTESuite != nullptr) {
         mHostSMPTESuite->LocateToSMPTETime(mHostSMPTERef, TimeFormat(target.rate), target.hours,

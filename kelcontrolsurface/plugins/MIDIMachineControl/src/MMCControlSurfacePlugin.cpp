@@ -155,19 +155,19 @@ KORVASDK_Result ControlSurfacePlugin_Disconnect(KORVASDK_ControlSurfacePlugin* p
 }
 
 KORVASDK_Result ControlSurfacePlugin_GetPluginID(
-    KORVASDK_ControlSurfacePlugin*, KORVASDK_String** outID)
+    KORVASDK_ControlSurfacePlugin*, KORVASDK_String* outID)
 {
     return Guarded([&] { return sStringSuite->MakeString(kPluginID, outID); });
 }
 
 KORVASDK_Result ControlSurfacePlugin_GetPluginDisplayString(
-    KORVASDK_ControlSurfacePlugin*, KORVASDK_String** outText)
+    KORVASDK_ControlSurfacePlugin*, KORVASDK_String* outText)
 {
     return Guarded([&] { return sStringSuite->MakeString(kPluginDisplayString, outText); });
 }
 
 KORVASDK_Result ControlSurfacePlugin_GetPluginSettings(
-    KORVASDK_ControlSurfacePlugin* plugin, KORVASDK_String** outSettings)
+    KORVASDK_ControlSurfacePlugin* plugin, KORVASDK_String* outSettings)
 {
     return Guarded([&] {
         const auto text = kelcore::utility::UTF8to16(FromHandle(plugin)->GetConfigurationString());
@@ -296,16 +296,18 @@ KORVASDK_Result ControlSurfacePlugin_Startup()
 // Deliberate: the suites suite is not given back, and the basic suite is kept.
 KORVASDK_Result ControlSurfacePlugin_Shutdown()
 {
-    if (sSuiteList != nullptr) {
-        sQXSuitesSuite->FreeSuiteList(sSuiteList);
-        sSuiteList = nullptr;
-    }
-    if (sStringSuite != nullptr) {
-        sQXBasicSuite->ReleaseSuite(kKORVASDKStringSuite, kKORVASDKStringSuiteVersion);
-        sStringSuite = nullptr;
-    }
-    module::Terminate();
-    return kSuccess;
+    return Guarded([] {
+        if (sSuiteList != nullptr) {
+            sQXSuitesSuite->FreeSuiteList(sSuiteList);
+            sSuiteList = nullptr;
+        }
+        if (sStringSuite != nullptr) {
+            sQXBasicSuite->ReleaseSuite(kKORVASDKStringSuite, kKORVASDKStringSuiteVersion);
+            sStringSuite = nullptr;
+        }
+        module::Terminate();
+        return KORVASDK_Result{kSuccess};
+    });
 }
 
 KORVASDK_Result ControlSurfacePlugin_CreatePluginInstance(KORVASDK_ControlSurfacePlugin** outPlugin)

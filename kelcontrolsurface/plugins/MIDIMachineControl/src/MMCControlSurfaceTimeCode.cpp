@@ -50,7 +50,9 @@ unsigned char Piece(unsigned int number, unsigned int nibble) noexcept
 
 int QuarterFrameInterval(int framesPerSecond) noexcept
 {
-    return static_cast<int>(1e9 / (framesPerSecond * 4.0) + 0.5); // nanoseconds
+    // In nanoseconds, and positive, so that this rounds as it should.
+    // NOLINTNEXTLINE(bugprone-incorrect-roundings)
+    return static_cast<int>(1e9 / (framesPerSecond * 4.0) + 0.5);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <new>
 
 namespace mmc {
 
@@ -51,6 +52,17 @@ void FirstByteSearch::Restart() noexcept
     mSearched = 0;
 }
 
+bool ReceiveBuffer::TryAppend(const unsigned char* bytes, std::size_t count) noexcept
+{
+    try {
+        Append(bytes, count);
+        return true;
+    } catch (const std::bad_alloc&) {
+        Clear();
+        return false;
+    }
+}
+
 void ReceiveBuffer::Append(const unsigned char* bytes, std::size_t count)
 {
     mBytes.Reserve(mBytes.Size() + count);
@@ -58,6 +70,14 @@ void ReceiveBuffer::Append(const unsigned char* bytes, std::size_t count)
     if (mBytes.Size() > mMostIdleBytes) {
         DropIdleBytes();
     }
+}
+
+void ReceiveBuffer::Clear() noexcept
+{
+    mEndsBefore = 0;
+    mBytes.Clear();
+    mStart.Restart();
+    mEnd.Restart();
 }
 
 // A first F7 anywhere, also before the F0, and a first F0 that is not the last byte.

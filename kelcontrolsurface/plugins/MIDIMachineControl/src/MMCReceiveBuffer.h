@@ -53,8 +53,9 @@ public:
     {
     }
 
-    /// Throws `std::bad_alloc`; the buffer is then as it was.
-    void Append(const unsigned char* bytes, std::size_t count);
+    /// Returns false where memory lacks. The buffer is then empty: what it held may have been the
+    /// beginning of a message, and would become another one with the next bytes that fit.
+    bool TryAppend(const unsigned char* bytes, std::size_t count) noexcept;
 
     /// Uses up complete messages, from the oldest on, and calls `handle(MMCMessage)` for each that
     /// is MMC, whatever its device ID. Deliberate: after a message that is not MMC the bytes behind
@@ -76,6 +77,8 @@ public:
     std::size_t Size() const noexcept { return mBytes.Size(); }
 
 private:
+    void Append(const unsigned char* bytes, std::size_t count);
+    void Clear() noexcept;
     bool HasMessage() noexcept;
     std::optional<MMCMessage> FrontMMCMessage() noexcept;
     void EraseFrontMessage() noexcept;

@@ -26,11 +26,21 @@ bool TraceSite::IsEnabled() noexcept
     const std::uint32_t changeCount = kelcore::debug::TraceChangeCount();
     // Relaxed: the two values publish nothing but themselves.
     if (changeCount != mSeenChangeCount.load(std::memory_order_relaxed)) {
+        Ask(changeCount);
+    }
+    return mEnabled.load(std::memory_order_relaxed);
+}
+
+void TraceSite::Ask(std::uint32_t changeCount) noexcept
+{
+    try {
         mSeenChangeCount.store(changeCount, std::memory_order_relaxed);
         mEnabled.store(
             kelcore::debug::TraceEnabled(kCategory, kLevel, true), std::memory_order_relaxed);
+    } catch (const std::exception&) {
+        mEnabled.store(false, std::memory_order_relaxed);
+        mSeenChangeCount.store(kNeverAsked, std::memory_order_relaxed);
     }
-    return mEnabled.load(std::memory_order_relaxed);
 }
 
 void WriteTraceLine(std::string_view text) noexcept

@@ -12,10 +12,13 @@ namespace mmc {
 /// only where the trace change count has moved, so that an untraced command costs one comparison.
 class TraceSite {
 public:
+    /// Off, until it is asked again, where memory lacks for the question.
     /// [delivery; real-time while the change count stands still]
     bool IsEnabled() noexcept;
 
 private:
+    void Ask(std::uint32_t changeCount) noexcept;
+
     static constexpr std::uint32_t kNeverAsked = 0xFFFFFFFF;
 
     // Several surfaces may deliver at the same time; either's answer serves both.

@@ -9,7 +9,7 @@ namespace korvasdk {
 namespace {
 
 KORVASDK_Result ControlSurface_GetConfigIdentifier(
-    KORVASDK_ControlSurface* surface, KORVASDK_String** out)
+    KORVASDK_ControlSurface* surface, KORVASDK_String* out)
 {
     return Guarded([&] { return FromHandle(surface)->GetConfigIdentifier(out); });
 }
@@ -71,7 +71,7 @@ constexpr KORVASDK_ControlSurfaceSuite sControlSurfaceSuite = {
 
 ControlSurfaceBase::~ControlSurfaceBase() = default;
 
-KORVASDK_Result ControlSurfaceBase::GetConfigIdentifier(KORVASDK_String**) const
+KORVASDK_Result ControlSurfaceBase::GetConfigIdentifier(KORVASDK_String*) const
 {
     return kErrorNotImplemented;
 }

@@ -20,7 +20,7 @@ public:
     virtual ~ControlSurfaceBase();
 
     /// Default: `kErrorNotImplemented`.
-    virtual KORVASDK_Result GetConfigIdentifier(KORVASDK_String** out) const;
+    virtual KORVASDK_Result GetConfigIdentifier(KORVASDK_String* out) const;
     /// Default: writes 0.
     virtual KORVASDK_Result GetControlSurfaceFlags(unsigned int* out) const;
     /// Each of the five defaults writes null.

@@ -9,7 +9,8 @@
 namespace korvasdk {
 
 /// The result of `call()`, or `kErrorBadParameter`, the plug-in's general refusal, where it
-/// throws. Every function in a suite table runs inside one. [as its caller]
+/// throws. Every function in a table that does more than answer runs inside one, unless it ends the
+/// process where something throws. [as its caller]
 template <typename Call> KORVASDK_Result Guarded(Call&& call) noexcept
 {
     try {

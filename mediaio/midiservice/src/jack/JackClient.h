@@ -150,7 +150,7 @@ private:
     std::set<std::string> mEnding; // announced as ended, and not as begun since
     std::set<std::string> mEnded;  // since they were last taken
 
-    std::unique_ptr<jack_client_t, Closer> mClient; // the last: closed before all it calls goes
+    jack_client_t* const mClient; // never changes: callbacks read it
 };
 
 } // namespace midiservice

@@ -102,9 +102,15 @@ void MIDIBasedControlSurface::BindConfiguredPorts()
     }
     mInputPort = input;
     mOutputPort = output;
-    mInputPort->Connect();
-    mOutputPort->Connect();
-    mInputPort->AddListener(this);
+    try {
+        mInputPort->Connect();
+        mOutputPort->Connect();
+        mInputPort->AddListener(this);
+    } catch (...) {
+        UnbindInput();
+        UnbindOutput();
+        throw;
+    }
 }
 
 void MIDIBasedControlSurface::UnbindInput()
@@ -140,6 +146,15 @@ void MIDIBasedControlSurface::OnMidiSetupChanged()
     if (mSuspended) {
         return;
     }
+    try {
+        FollowSetup();
+    } catch (...) {
+        // The MIDI service, whose thread this is, has nobody to tell; the next change tries again.
+    }
+}
+
+void MIDIBasedControlSurface::FollowSetup()
+{
     const auto enumerator = kelmidi::MidiPortEnumeratorCreate(mMidiHost);
     if (!enumerator) {
         return;

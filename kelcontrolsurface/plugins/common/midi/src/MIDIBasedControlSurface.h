@@ -47,7 +47,8 @@ public:
     virtual void Resume();
 
     /// Unbinds both ports where one of them went, and binds them (again) where one that is
-    /// configured and not bound is there. [notification, may block]
+    /// configured and not bound is there. Where that fails, for lack of memory say, neither is
+    /// bound and the next change tries again. [notification, may block]
     virtual void OnMidiSetupChanged();
 
     /// [any thread, real-time]
@@ -71,6 +72,7 @@ public:
     void EndSetupNotices();
 
 private:
+    void FollowSetup();
     void BindConfiguredPorts();
     void UnbindInput();
     void UnbindOutput();

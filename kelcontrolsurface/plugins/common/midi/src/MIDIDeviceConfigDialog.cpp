@@ -3,6 +3,7 @@
 #include <boost/bind/bind.hpp>
 
 #include <cstddef>
+#include <utility>
 
 namespace kelcontrolsurface {
 
@@ -132,8 +133,10 @@ void MIDIDeviceConfigDialog::FindPopups()
 void MIDIDeviceConfigDialog::EnumPorts()
 {
     if (mPortEnumerator) {
-        mInputPorts = mPortEnumerator->EnumInputPorts();
-        mOutputPorts = mPortEnumerator->EnumOutputPorts();
+        kelmidi::MidiInputPortList inputs = mPortEnumerator->EnumInputPorts();
+        kelmidi::MidiOutputPortList outputs = mPortEnumerator->EnumOutputPorts();
+        mInputPorts = std::move(inputs);
+        mOutputPorts = std::move(outputs);
     }
 }
 
@@ -146,11 +149,15 @@ void MIDIDeviceConfigDialog::PopulatePopups()
 void MIDIDeviceConfigDialog::DeliverSetupNotice()
 {
     const std::lock_guard lock(mMutex);
-    if (mIsOpen) {
-        OnMidiSetupChanged();
-    } else {
-        // Before and after the modal loop a derived class may be half made or half destroyed.
-        MIDIDeviceConfigDialog::OnMidiSetupChanged();
+    try {
+        if (mIsOpen) {
+            OnMidiSetupChanged();
+        } else {
+            // Before and after the modal loop a derived class may be half made or half destroyed.
+            MIDIDeviceConfigDialog::OnMidiSetupChanged();
+        }
+    } catch (...) {
+        // The MIDI service, whose thread this is, has nobody to tell; the next change lists anew.
     }
 }
 

@@ -1,4 +1,4 @@
-#include "tests/MIDIMachineControl/HeapControl.h"
+#include "tests/support/HeapControl.h"
 
 #include <cstdlib>
 #include <limits>
@@ -9,7 +9,8 @@ namespace {
 constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
 
 thread_local std::size_t sRequests = 0;
-thread_local std::ptrdiff_t sOutstanding = 0;
+thread_local std::size_t sTaken = 0;
+thread_local std::size_t sGivenBack = 0;
 thread_local std::size_t sRefused = kNever; // the request, counted as sRequests is
 thread_local bool sHasRefused = false;
 thread_local std::size_t sRefusedFrom = kNever; // bytes
@@ -26,13 +27,13 @@ void* operator new(std::size_t bytes)
     if (block == nullptr) {
         throw std::bad_alloc();
     }
-    ++sOutstanding;
+    ++sTaken;
     return block;
 }
 
 void operator delete(void* block) noexcept
 {
-    sOutstanding -= block != nullptr ? 1 : 0;
+    sGivenBack += block != nullptr ? 1 : 0;
     std::free(block);
 }
 
@@ -41,11 +42,12 @@ void operator delete(void* block, std::size_t) noexcept
     operator delete(block);
 }
 
-namespace mmc::tests {
+namespace korva::tests {
 
 HeapControl::HeapControl()
     : mRequestsBefore(sRequests)
-    , mOutstandingBefore(sOutstanding)
+    , mTakenBefore(sTaken)
+    , mGivenBackBefore(sGivenBack)
 {
     sHasRefused = false;
 }
@@ -61,9 +63,15 @@ std::size_t HeapControl::Requests() const
     return sRequests - mRequestsBefore;
 }
 
+std::size_t HeapControl::GivenBack() const
+{
+    return sGivenBack - mGivenBackBefore;
+}
+
 std::ptrdiff_t HeapControl::Outstanding() const
 {
-    return sOutstanding - mOutstandingBefore;
+    return static_cast<std::ptrdiff_t>(sTaken - mTakenBefore)
+        - static_cast<std::ptrdiff_t>(GivenBack());
 }
 
 void HeapControl::RefuseRequest(std::size_t number)
@@ -71,9 +79,9 @@ void HeapControl::RefuseRequest(std::size_t number)
     sRefused = sRequests + number;
 }
 
-void HeapControl::RefuseLargeRequests()
+void HeapControl::RefuseFrom(std::size_t bytes)
 {
-    sRefusedFrom = std::size_t{1} << 20U;
+    sRefusedFrom = bytes;
 }
 
 bool HeapControl::HasRefused() const
@@ -81,4 +89,4 @@ bool HeapControl::HasRefused() const
     return sHasRefused;
 }
 
-} // namespace mmc::tests
+} // namespace korva::tests
