@@ -1,5 +1,7 @@
 #include "deck/cli/CommandLine.h"
 
+#include "deck/cli/OptionValues.h"
+#include "deck/cli/ToolsCommandLine.h"
 #include "deck/host/HostError.h"
 #include "deck/host/SettingsFile.h"
 #include "deck/media/MediaInfo.h"
@@ -224,15 +226,6 @@ void CheckPorts(const RunOptions& options)
     }
 }
 
-FrameRate ParseRate(const std::string& text)
-{
-    const Parsed<FrameRate> rate = FrameRate::Parse(text);
-    if (!rate) {
-        throw HostError("--rate " + text + ": " + rate.error);
-    }
-    return *rate;
-}
-
 FrameNumber ParseStart(const std::string& text, FrameRate rate)
 {
     const Parsed<Timecode> start = ParseTimecode(text, rate);
@@ -381,6 +374,8 @@ Command ParseCommandLine(const std::vector<std::string>& arguments)
     AddRun(app, run);
     AddPlay(app, play);
     AddDemo(app, demo);
+    ToolsCommandLine tools;
+    tools.AddTo(app);
     try {
         // CLI11 takes the arguments last one first
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
@@ -409,6 +404,9 @@ Command ParseCommandLine(const std::vector<std::string>& arguments)
     }
     if (used == "play") {
         return Finish(play);
+    }
+    if (const auto tool = tools.Finish(used)) {
+        return std::visit([](const auto& options) -> Command { return options; }, *tool);
     }
     return demo;
 }

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "deck/cli/ToolOptions.h"
 #include "deck/protocol/MtcPacer.h"
 #include "deck/transport/Timecode.h"
 #include "deck/transport/Transport.h"
@@ -77,6 +78,10 @@ using Command = std::variant<PortsOptions,
     RunOptions,
     PlayOptions,
     DemoOptions,
+    SendOptions,
+    MonitorOptions,
+    CheckMtcOptions,
+    DoctorOptions,
     PrintOptions>;
 
 /// `arguments` without the program's name. Throws HostError, whose line says what was wrong and

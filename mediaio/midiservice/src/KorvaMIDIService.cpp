@@ -35,6 +35,12 @@ void KorvaMIDIServiceGetCounters(KorvaMIDIServiceCounters* counters)
     counters->sysExSplit = counted.sysExSplit.load();
 }
 
+Boolean KorvaMIDIServiceHasUnsent()
+{
+    Service* service = RunningService();
+    return service != nullptr && service->HasUnsent() ? 1 : 0;
+}
+
 Boolean KorvaMIDIServiceIsAmbiguous(MIDIEndpointRef endpoint)
 {
     EndpointInfo info;

@@ -52,8 +52,10 @@ public:
         std::uint64_t head = mHead.load();
         while (IndexOf(head) != kNoPacket) {
             const PacketIndex next = mNextFree[IndexOf(head)].load();
-            if (mHead.compare_exchange_weak(head, WithTag(next, head)))
+            if (mHead.compare_exchange_weak(head, WithTag(next, head))) {
+                mTaken.fetch_add(1);
                 return IndexOf(head);
+            }
         }
         return kNoPacket;
     }
@@ -65,7 +67,11 @@ public:
         do
             mNextFree[packet].store(IndexOf(head));
         while (!mHead.compare_exchange_weak(head, WithTag(packet, head)));
+        mTaken.fetch_sub(1);
     }
+
+    /// [any, real-time]
+    bool IsAnyTaken() const noexcept { return mTaken.load() != 0; }
 
     Packet& operator[](PacketIndex packet) noexcept { return mPackets[packet]; }
 
@@ -85,6 +91,7 @@ private:
     std::array<Packet, kCapacity> mPackets{};
     std::array<std::atomic<PacketIndex>, kCapacity> mNextFree{};
     std::atomic<std::uint64_t> mHead{0};
+    std::atomic<std::int32_t> mTaken{0}; // written by whoever takes or gives
     static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
 };
 

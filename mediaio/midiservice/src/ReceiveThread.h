@@ -67,6 +67,8 @@ public:
     void Wake() noexcept;
 
     Counters& GetCounters() noexcept { return mCounters; }
+    /// Something that clients sent has not been handed on yet. [any, real-time]
+    bool HasUnsent() const noexcept { return mPool.IsAnyTaken(); }
 
 private:
     class LocalSink;

@@ -90,6 +90,8 @@ public:
     const char* DriverName() const noexcept { return mDriver->Name(); }
     DriverState State(std::string& reason) const;
     Counters& GetCounters() noexcept { return mReceiveThread.GetCounters(); }
+    /// Something sent is still on its way out. [host, may block]
+    bool HasUnsent() const { return mReceiveThread.HasUnsent() || mDriver->HasUnsent(); }
 
 private:
     struct Client {

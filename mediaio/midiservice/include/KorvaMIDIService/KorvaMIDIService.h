@@ -37,6 +37,10 @@ typedef struct KorvaMIDIServiceCounters {
 /* Any thread, real-time; all 0 while the service is not started. */
 CF_EXPORT void KorvaMIDIServiceGetCounters(KorvaMIDIServiceCounters* counters);
 
+/* Not 0 while something that was sent to another program has not left yet: it waits for its
+ * time, for room or for its receiver. A program that ends meanwhile takes it along. */
+CF_EXPORT Boolean KorvaMIDIServiceHasUnsent(void);
+
 /* Not 0 when another endpoint cannot be told apart from this one, so that its
  * unique ID may mean the other one in the next run. */
 CF_EXPORT Boolean KorvaMIDIServiceIsAmbiguous(MIDIEndpointRef endpoint);

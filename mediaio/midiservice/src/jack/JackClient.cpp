@@ -70,11 +70,11 @@ public:
         float period = 0;
         jack_client_t* client = owner.mClient;
         if (jack_get_cycle_times(client, &startFrame, &start, &next, &period) != 0) {
-            start = jack_get_time();
-            next = start + jack_frames_to_time(client, frames) - jack_frames_to_time(client, 0);
+            start = next = jack_get_time();
         }
         mStart = owner.HostTimeOf(start);
-        mLength = std::max<HostTime>(owner.HostTimeOf(next) - mStart, 1);
+        mLength
+            = JackCycleLength(mStart, owner.HostTimeOf(next), frames, jack_get_sample_rate(client));
     }
 
     HostTime Length() const noexcept { return mLength; }
@@ -120,6 +120,15 @@ private:
     HostTime mStart = 0;
     HostTime mLength = 1;
 };
+
+HostTime JackCycleLength(
+    HostTime start, HostTime next, jack_nframes_t frames, jack_nframes_t sampleRate) noexcept
+{
+    if (next > start)
+        return next - start;
+    const HostTime samples = frames * kNanosPerSecond / std::max<jack_nframes_t>(sampleRate, 1);
+    return std::max<HostTime>(samples, 1);
+}
 
 std::unique_ptr<JackClient> JackClient::TryOpen(
     const std::string& name, DriverHost& host, JackListener& listener, std::string& whyNot)

@@ -92,6 +92,7 @@ public:
 
     HostTime Lookahead() const noexcept override;
     SendResult Send(const OutgoingMessage& message) noexcept override;
+    bool HasUnsent() const override;
     void Receive() noexcept override;
 
 private:
@@ -382,6 +383,12 @@ SendResult JackDriver::Send(const OutgoingMessage& message) noexcept
     if (state == Target::State::Open)
         return view->client->Send(target.place, message);
     return state == Target::State::Impossible ? SendResult::Refused : SendResult::Later;
+}
+
+bool JackDriver::HasUnsent() const
+{
+    const std::lock_guard lock(mMutex);
+    return mClient && mClient->HasUnsent();
 }
 
 void JackDriver::Receive() noexcept
