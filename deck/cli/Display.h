@@ -20,6 +20,8 @@ public:
     virtual void Show(const DeckStatus& status, bool isDue) = 0;
     virtual void ShowCall(const HostCall&, CallOutcome) {}
     virtual void ShowMMC(const host::RawMMC&, const PluginPrediction&) {}
+    /// At punch in and at punch out.
+    virtual void ShowTake(const Take&, FrameRate) {}
     /// Every frame that the transport reports.
     virtual void ShowPosition(const Position&) {}
 };

@@ -36,6 +36,15 @@ public:
     /// [host, may block]
     void Disconnect();
 
+    /// Brings the transport to rest for good; its last events are told by then. [host, may block]
+    void Stop() { mTransport.Stop(); }
+
+    /// From the next wind and the next locate on. [any thread, real-time]
+    void Tune(int windSpeed, LocateRate locateRate) noexcept
+    {
+        mTransport.Tune(windSpeed, locateRate);
+    }
+
     PluginInstance& Instance() noexcept { return mInstance; }
     DeckEvents& Events() noexcept { return mEvents; }
     TransportCommands& Commands() noexcept { return mTransport; }
