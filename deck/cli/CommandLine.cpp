@@ -1,5 +1,6 @@
 #include "deck/cli/CommandLine.h"
 
+#include "deck/cli/CommandDocs.h"
 #include "deck/cli/ConfigCommand.h"
 #include "deck/cli/ConfigFile.h"
 #include "deck/cli/HeadlessOptions.h"
@@ -58,6 +59,8 @@ void AddPorts(CLI::App& app, PortsOptions& options)
     CLI::App* const ports = app.add_subcommand("ports", "List the MIDI sources and destinations");
     ports->add_flag("--json", options.json, "As one JSON object, or a line a port with --watch");
     ports->add_flag("--watch", options.watch, "Then show those that come and go, until Ctrl-C");
+    ports->add_option("--names", options.names, "Only the names of these, one in a line")
+        ->type_name("source|destination");
 }
 
 void AddRunPorts(CLI::App& run, RawRun& raw)
@@ -95,7 +98,7 @@ void AddTransport(CLI::App& run, RawRun& raw)
     run.add_option("--locate-rate", raw.locateRate,
            "Whose frame numbers count in a locate: sender, deck, or auto (default): the deck's, "
            "unless it has no such frame")
-        ->type_name("WHOSE");
+        ->type_name("sender|deck|auto");
 }
 
 void AddSettings(CLI::App& app, std::filesystem::path& settings)
@@ -295,6 +298,16 @@ std::optional<bool> ParseMTC(const RawRun& raw)
     return raw.mtc || raw.noMTC ? std::optional(raw.mtc) : std::nullopt;
 }
 
+void Check(const PortsOptions& options)
+{
+    if (!options.names.empty() && options.names != "source" && options.names != "destination") {
+        throw HostError("--names " + options.names + ": it is source or destination");
+    }
+    if (!options.names.empty() && (options.json || options.watch)) {
+        throw HostError("--names goes with neither --json nor --watch");
+    }
+}
+
 RunOptions Finish(const RawRun& raw)
 {
     RunOptions options = raw.options;
@@ -430,6 +443,7 @@ Command Parse(const std::vector<std::string>& arguments, std::optional<ConfigFil
     DemoOptions demo;
     TakesOptions takes;
     StatusOptions status;
+    std::string shell;
     RawPlay effective;
     effective.run.options.settings = run.options.settings;
     AddPorts(app, ports);
@@ -441,6 +455,8 @@ Command Parse(const std::vector<std::string>& arguments, std::optional<ConfigFil
     AddStatus(app, status);
     AddConfig(app, effective);
     AddDemo(app, demo);
+    AddDocs(app, shell);
+    AddExamples(app);
     try {
         ParseArguments(app, arguments);
         TakeInConfig(app, arguments, config);
@@ -456,6 +472,7 @@ Command Parse(const std::vector<std::string>& arguments, std::optional<ConfigFil
     }
     const std::string used = app.get_subcommands().front()->get_name();
     if (used == "ports") {
+        Check(ports);
         return ports;
     }
     if (used == "run") {
@@ -473,6 +490,9 @@ Command Parse(const std::vector<std::string>& arguments, std::optional<ConfigFil
     if (used == "config") {
         Finish(effective.run);
         return PrintOptions{EffectiveConfig(*app.get_subcommand("config"), config)};
+    }
+    if (used == "man" || used == "completion") {
+        return PrintOptions{used == "man" ? ManPage(app) : CompletionScript(app, shell)};
     }
     if (used == "status") {
         return status;

@@ -19,6 +19,7 @@ namespace deck::cli {
 struct PortsOptions {
     bool json = false;
     bool watch = false;
+    std::string names; // "source" or "destination": only their names
 };
 
 struct ConnectOptions {

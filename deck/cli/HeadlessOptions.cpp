@@ -44,6 +44,15 @@ void AddStatus(CLI::App& app, StatusOptions& options)
     status->add_flag("--json", options.json, "As one JSON object");
 }
 
+void AddDocs(CLI::App& app, std::string& shell)
+{
+    app.add_subcommand("man", "Print the man page");
+    app.add_subcommand("completion", "Print what a shell completes korva-deck's options with")
+        ->add_option("SHELL", shell, "The shell")
+        ->required()
+        ->type_name("bash|zsh|fish");
+}
+
 void Check(const TakesOptions& options)
 {
     if (options.edl == "-" && options.csv == "-") {

@@ -13,6 +13,8 @@ namespace deck::cli {
 
 void AddTakes(CLI::App& app, TakesOptions& options);
 void AddStatus(CLI::App& app, StatusOptions& options);
+/// The man page, and the completion for a `shell`.
+void AddDocs(CLI::App& app, std::string& shell);
 
 /// Throws HostError where `options` contradict each other.
 void Check(const TakesOptions& options);
