@@ -169,6 +169,14 @@ _korva_deck() {
     local -a commands=(
 )";
 
+// The first time, a file of $fpath is the function itself.
+constexpr char kZshTail[] = R"(if [[ $funcstack[1] == _korva-deck ]]; then
+    _korva_deck "$@"
+else
+    compdef _korva_deck korva-deck
+fi
+)";
+
 std::string ZshAction(const OptionDocs& option)
 {
     switch (option.kind) {
@@ -235,7 +243,7 @@ std::string ZshScript(const std::vector<CommandDocs>& commands)
         WriteZshOptions(script, commands[i], "                    ");
         script << " ;;\n";
     }
-    script << "            esac ;;\n    esac\n}\n\ncompdef _korva_deck korva-deck\n";
+    script << "            esac ;;\n    esac\n}\n\n" << kZshTail;
     return script.str();
 }
 

@@ -86,6 +86,11 @@ TEST_F(StudioTest, EveryCommandOfTheReadmeWorks)
             argument = argument == "film.mov" ? film : argument;
         }
         ++tried;
+        std::unique_ptr<Program> asked; // by status
+        if (arguments.front() == "status") {
+            asked = Start({"run"});
+            ASSERT_TRUE(asked->WaitForLine("bound")) << asked->Output();
+        }
         const auto deck = Start(arguments);
         if (RunsUntilEnded(arguments)) {
             const char* const ready = arguments[0] == "play" ? "window:" : "bound";
