@@ -288,6 +288,36 @@ TEST_F(HeadlessTest, TakesThePlaceOfADeckThatWasKilled)
         << "its socket goes with it";
 }
 
+TEST_F(HeadlessTest, EndsWithTheTerminalThatItWasStartedIn)
+{
+    if (!std::filesystem::exists("/usr/bin/script")) {
+        GTEST_SKIP() << "script is not installed: no terminal to hang up";
+    }
+    Program terminal(
+        {"script", "-qc", std::string(KORVA_DECK) + " run", "/dev/null"}, mEnvironment);
+    ASSERT_TRUE(terminal.WaitForLine("no ports are chosen")) << terminal.Output();
+    ASSERT_EQ(Run({"status"}), 0) << mOutput;
+
+    terminal.Signal(SIGKILL);
+
+    const auto deadline = std::chrono::steady_clock::now() + kDeadline;
+    while (Run({"status"}) == 0 && std::chrono::steady_clock::now() < deadline) {
+    }
+    EXPECT_EQ(Run({"status"}), 3) << mOutput;
+}
+
+TEST_F(HeadlessTest, ReadsItsConfigurationWithoutATerminalAsOftenAsItIsTold)
+{
+    const auto deck = StartIdle();
+    for (int speed = 3; speed < 6; ++speed) {
+        Write(ConfigPath(), "wind-speed = " + std::to_string(speed) + "\n");
+        deck->Signal(SIGHUP);
+        ASSERT_TRUE(deck->WaitForLine("reloaded: changed: wind-speed")) << deck->Output();
+    }
+    deck->Signal(SIGHUP);
+    EXPECT_TRUE(deck->WaitForLine("reloaded: nothing has changed")) << deck->Output();
+}
+
 TEST_F(HeadlessTest, RunsOnWhereItCannotBeAsked)
 {
     Write(mHome / "run" / "korva-deck", "no folder");
