@@ -1,6 +1,11 @@
 #include "deck/cli/CommandLine.h"
 
+#include "deck/cli/CommandDocs.h"
+#include "deck/cli/ConfigCommand.h"
+#include "deck/cli/ConfigFile.h"
+#include "deck/cli/HeadlessOptions.h"
 #include "deck/cli/OptionValues.h"
+#include "deck/cli/TakeKeeper.h"
 #include "deck/cli/ToolsCommandLine.h"
 #include "deck/host/HostError.h"
 #include "deck/host/SettingsFile.h"
@@ -43,6 +48,7 @@ struct RawPlay {
     RawRun run;
     PlayOptions options;
     std::string offset;
+    bool isMeant = false; // by the config command, rather than run
 };
 
 void AddBundle(CLI::App& app, std::optional<std::filesystem::path>& bundle)
@@ -56,6 +62,8 @@ void AddPorts(CLI::App& app, PortsOptions& options)
     CLI::App* const ports = app.add_subcommand("ports", "List the MIDI sources and destinations");
     ports->add_flag("--json", options.json, "As one JSON object, or a line a port with --watch");
     ports->add_flag("--watch", options.watch, "Then show those that come and go, until Ctrl-C");
+    ports->add_option("--names", options.names, "Only the names of these, one in a line")
+        ->type_name("source|destination");
 }
 
 void AddRunPorts(CLI::App& run, RawRun& raw)
@@ -93,7 +101,7 @@ void AddTransport(CLI::App& run, RawRun& raw)
     run.add_option("--locate-rate", raw.locateRate,
            "Whose frame numbers count in a locate: sender, deck, or auto (default): the deck's, "
            "unless it has no such frame")
-        ->type_name("WHOSE");
+        ->type_name("sender|deck|auto");
 }
 
 void AddSettings(CLI::App& app, std::filesystem::path& settings)
@@ -111,6 +119,9 @@ void AddRunOptions(CLI::App& run, RawRun& raw)
     AddTransport(run, raw);
     AddBundle(run, raw.options.bundle);
     AddSettings(run, raw.options.settings);
+    run.add_option("--takes", raw.options.takes,
+           "The list of what is recorded (default: with the user's data, or beside --settings)")
+        ->type_name("FILE");
     run.add_flag("--no-revive", raw.noRevive,
         "Leave a plug-in that obeys nothing any more as it is (after several commands in one "
         "message, or a response)");
@@ -118,30 +129,52 @@ void AddRunOptions(CLI::App& run, RawRun& raw)
         "Do not offer the ports \"MMC in\" and \"MTC out\", which a patchbay can connect");
     run.add_flag("--no-wait", raw.options.noWait,
         "End with status 3 where the service or a port is not there");
+    ConfigFile::AddOption(run);
+}
+
+void AddReports(CLI::App& run, RawRun& raw)
+{
+    run.add_flag("--json", raw.options.json, "A JSON object a line instead of text");
+    run.add_option("--status-interval", raw.statusInterval,
+           "Seconds between status lines, besides those at a change (default 0: none)")
+        ->type_name("SECONDS");
 }
 
 void AddRun(CLI::App& app, RawRun& raw)
 {
     CLI::App* const run = app.add_subcommand("run", "Be a deck, until Ctrl-C or SIGTERM");
     AddRunOptions(*run, raw);
-    run->add_flag("--json", raw.options.json, "A JSON object a line instead of text");
-    run->add_option("--status-interval", raw.statusInterval,
-           "Seconds between status lines, besides those at a change (default 0: none)")
-        ->type_name("SECONDS");
+    AddReports(*run, raw);
+}
+
+void AddPicture(CLI::App& play, RawPlay& raw)
+{
+    play.add_option("FILE", raw.options.file, "The video; without one, a time code deck");
+    play.add_option("--offset", raw.offset,
+            "Moves the video against its own start time code, as -01:00:00:00 or 12f")
+        ->type_name("TIMECODE");
+    play.add_flag("--audio", raw.options.audio, "Play the video's sound");
+    play.add_flag("--burn-in", raw.options.burnIn, "Time code over the picture");
+    play.add_flag("--full-screen", raw.options.fullScreen, "Fill the screen (F11 changes it)");
 }
 
 void AddPlay(CLI::App& app, RawPlay& raw)
 {
     CLI::App* const play
         = app.add_subcommand("play", "Be a deck in a window, with a video that follows");
-    play->add_option("FILE", raw.options.file, "The video; without one, a time code deck");
     AddRunOptions(*play, raw.run);
-    play->add_option("--offset", raw.offset,
-            "Moves the video against its own start time code, as -01:00:00:00 or 12f")
-        ->type_name("TIMECODE");
-    play->add_flag("--audio", raw.options.audio, "Play the video's sound");
-    play->add_flag("--burn-in", raw.options.burnIn, "Time code over the picture");
-    play->add_flag("--full-screen", raw.options.fullScreen, "Fill the screen (F11 changes it)");
+    AddPicture(*play, raw);
+}
+
+/// Every option of both: what is asked is which of them hold.
+void AddConfig(CLI::App& app, RawPlay& raw)
+{
+    CLI::App* const config
+        = app.add_subcommand("config", "Print the options that hold, as a configuration file");
+    AddRunOptions(*config, raw.run);
+    AddReports(*config, raw.run);
+    AddPicture(*config, raw);
+    config->add_flag("--play", raw.isMeant, "Those of play, instead of those of run");
 }
 
 void AddConnect(CLI::App& app, RawRun& raw)
@@ -151,6 +184,7 @@ void AddConnect(CLI::App& app, RawRun& raw)
     AddRunPorts(*connect, raw);
     AddBundle(*connect, raw.options.bundle);
     AddSettings(*connect, raw.options.settings);
+    ConfigFile::AddOption(*connect);
 }
 
 void AddConfigure(CLI::App& app, ConfigureOptions& options)
@@ -159,6 +193,7 @@ void AddConfigure(CLI::App& app, ConfigureOptions& options)
         "configure", "Open the plug-in's dialog: its ports, and MTC on or off");
     AddBundle(*configure, options.bundle);
     AddSettings(*configure, options.settings);
+    ConfigFile::AddOption(*configure);
 }
 
 void AddDemo(CLI::App& app, DemoOptions& options)
@@ -257,6 +292,16 @@ std::optional<bool> ParseMTC(const RawRun& raw)
     return raw.mtc || raw.noMTC ? std::optional(raw.mtc) : std::nullopt;
 }
 
+void Check(const PortsOptions& options)
+{
+    if (!options.names.empty() && options.names != "source" && options.names != "destination") {
+        throw HostError("--names " + options.names + ": it is source or destination");
+    }
+    if (!options.names.empty() && (options.json || options.watch)) {
+        throw HostError("--names goes with neither --json nor --watch");
+    }
+}
+
 RunOptions Finish(const RawRun& raw)
 {
     RunOptions options = raw.options;
@@ -273,6 +318,9 @@ RunOptions Finish(const RawRun& raw)
     options.locateRate = ParseLocateRate(raw.locateRate);
     options.revive = !raw.noRevive;
     options.ownPorts = !raw.noOwnPorts;
+    if (options.takes.empty()) {
+        options.takes = DefaultTakesPath(options.settings);
+    }
     CheckPorts(options);
     return options;
 }
@@ -330,7 +378,9 @@ PlayOptions Finish(RawPlay& raw)
     }
     PlayOptions options = raw.options;
     raw.run.options.startFrame = raw.options.mediaStart;
+    raw.run.options.reel = raw.options.file ? raw.options.file->filename().string() : "";
     options.run = Finish(raw.run);
+    options.run.command = "play";
     return options;
 }
 
@@ -350,9 +400,27 @@ HostError Explain(const CLI::App& app, const CLI::ParseError& error)
     return HostError(OneLine(error.what()) + "; `" + help + " --help` tells what is right");
 }
 
-} // namespace
+void ParseArguments(CLI::App& app, const std::vector<std::string>& arguments)
+{
+    // CLI11 takes the arguments last one first
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+}
 
-Command ParseCommandLine(const std::vector<std::string>& arguments)
+/// Takes in the configuration file, if the command that was given has one.
+void TakeInConfig(
+    CLI::App& app, const std::vector<std::string>& arguments, std::optional<ConfigFile>& config)
+{
+    if (app.get_subcommands().empty()) {
+        return;
+    }
+    const CLI::App& used = *app.get_subcommands().front();
+    config = ConfigFile::Of(used);
+    if (config) {
+        ParseArguments(app, config->LaidUnder(arguments, app, used));
+    }
+}
+
+Command Parse(const std::vector<std::string>& arguments, std::optional<ConfigFile>& config)
 {
     CLI::App app(kAbout, "korva-deck");
     app.footer(kNotes);
@@ -368,17 +436,27 @@ Command ParseCommandLine(const std::vector<std::string>& arguments)
     ConfigureOptions configure;
     configure.settings = run.options.settings;
     DemoOptions demo;
+    TakesOptions takes;
+    StatusOptions status;
+    std::string shell;
+    RawPlay effective;
+    effective.run.options.settings = run.options.settings;
     AddPorts(app, ports);
     AddConnect(app, connect);
     AddConfigure(app, configure);
     AddRun(app, run);
     AddPlay(app, play);
+    AddTakes(app, takes);
+    AddStatus(app, status);
+    AddConfig(app, effective);
     AddDemo(app, demo);
     ToolsCommandLine tools;
     tools.AddTo(app);
+    AddDocs(app, shell);
+    AddExamples(app);
     try {
-        // CLI11 takes the arguments last one first
-        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+        ParseArguments(app, arguments);
+        TakeInConfig(app, arguments, config);
     } catch (const CLI::CallForVersion& version) {
         return PrintOptions{std::string(version.what()) + "\n"};
     } catch (const CLI::CallForHelp&) {
@@ -387,10 +465,12 @@ Command ParseCommandLine(const std::vector<std::string>& arguments)
         throw Explain(app, error);
     }
     if (app.get_subcommands().empty()) {
-        throw HostError("say what to do: ports, run or demo; `korva-deck --help` tells about them");
+        throw HostError(
+            "say what to do: ports, run, play, demo or another; `korva-deck --help` lists them");
     }
     const std::string used = app.get_subcommands().front()->get_name();
     if (used == "ports") {
+        Check(ports);
         return ports;
     }
     if (used == "run") {
@@ -408,7 +488,47 @@ Command ParseCommandLine(const std::vector<std::string>& arguments)
     if (const auto tool = tools.Finish(used)) {
         return std::visit([](const auto& options) -> Command { return options; }, *tool);
     }
+    if (used == "config") {
+        Finish(effective.run);
+        return PrintOptions{EffectiveConfig(*app.get_subcommand("config"), config)};
+    }
+    if (used == "man" || used == "completion") {
+        return PrintOptions{used == "man" ? ManPage(app) : CompletionScript(app, shell)};
+    }
+    if (used == "status") {
+        return status;
+    }
+    if (used == "takes") {
+        Check(takes);
+        return takes;
+    }
     return demo;
+}
+
+/// Null for a command that is no deck.
+RunOptions* DeckOf(Command& command)
+{
+    if (auto* const play = std::get_if<PlayOptions>(&command)) {
+        return &play->run;
+    }
+    return std::get_if<RunOptions>(&command);
+}
+
+} // namespace
+
+Command ParseCommandLine(const std::vector<std::string>& arguments)
+{
+    std::optional<ConfigFile> config;
+    try {
+        Command command = Parse(arguments, config);
+        if (RunOptions* const deck = DeckOf(command)) {
+            deck->arguments = arguments;
+            deck->portsMayCome = config && config->Gave("in") && config->Gave("out");
+        }
+        return command;
+    } catch (const HostError& error) {
+        throw config ? config->Explain(error) : error;
+    }
 }
 
 } // namespace deck::cli

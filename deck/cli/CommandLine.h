@@ -2,6 +2,8 @@
 
 #pragma once
 
+#include "deck/cli/StatusCommand.h"
+#include "deck/cli/TakesCommand.h"
 #include "deck/cli/ToolOptions.h"
 #include "deck/protocol/MtcPacer.h"
 #include "deck/transport/Timecode.h"
@@ -18,6 +20,7 @@ namespace deck::cli {
 struct PortsOptions {
     bool json = false;
     bool watch = false;
+    std::string names; // "source" or "destination": only their names
 };
 
 struct ConnectOptions {
@@ -48,9 +51,14 @@ struct RunOptions {
     bool revive = true;
     std::optional<std::filesystem::path> bundle;
     std::filesystem::path settings;
+    std::filesystem::path takes; // the list of them
+    std::string reel;            // what the takes are made from; may be empty
     bool json = false;
     double statusInterval = 0; // seconds; 0: at a change only
     bool noWait = false;
+    bool portsMayCome = false;          // in and out stand in a file: they are waited for
+    std::string command = "run";        // or "play"
+    std::vector<std::string> arguments; // what all this was read from, to read it anew
 };
 
 struct PlayOptions {
@@ -82,6 +90,8 @@ using Command = std::variant<PortsOptions,
     MonitorOptions,
     CheckMtcOptions,
     DoctorOptions,
+    TakesOptions,
+    StatusOptions,
     PrintOptions>;
 
 /// `arguments` without the program's name. Throws HostError, whose line says what was wrong and

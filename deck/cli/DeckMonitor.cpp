@@ -145,6 +145,7 @@ void DeckMonitor::On(const host::PositionEvent& event)
 void DeckMonitor::On(const host::TakeEvent& event)
 {
     mStatus.takes = event.take.number;
+    mDisplay.ShowTake(event.take, mStatus.rate);
 }
 
 void DeckMonitor::On(const host::MMCEvent& event)

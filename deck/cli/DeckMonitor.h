@@ -32,6 +32,9 @@ public:
     /// The ports that the plug-in was given. [host, may block]
     void SetPorts(const host::PortSettings& ports);
 
+    /// Whether a surface that hears nothing any more is connected anew. [host]
+    void SetRevives(bool revives) noexcept { mRevives = revives; }
+
     /// Takes in what has happened, and shows it. [host, may block]
     void Update(bool isDue);
 

@@ -1,7 +1,7 @@
 #include "deck/cli/DeckRun.h"
 
+#include "deck/cli/DeckReload.h"
 #include "deck/cli/Display.h"
-#include "deck/cli/ServiceStatus.h"
 #include "deck/host/BundleLoader.h"
 #include "deck/host/HostError.h"
 #include "deck/host/PortSettings.h"
@@ -34,11 +34,36 @@ MIDIUniqueID Choose(host::PortDirection direction, const std::string& wanted)
 DeckRun::DeckRun(const RunOptions& options, const StopSignals& signals, Display& display)
     : mOptions(options)
     , mSignals(signals)
-    , mDisplay(display)
     , mSettings(options.settings)
+    , mTakes(options.takes, options.reel, display)
+    , mBoard({options.command, mSettings.Path(), options.takes})
+    , mDisplay(display, mTakes, mBoard)
     , mSession(options.bundle ? *options.bundle : host::FindBundle(),
           {MakeTransportSettings(options), options.pacing, options.ownPorts, display.WantsMTC()})
 {
+    ShowService({});
+    Serve();
+}
+
+/// Whoever holds the settings file holds the socket's name too.
+void DeckRun::Serve()
+{
+    try {
+        mServer.emplace(StatusSocketPath(mSettings.Path()), [this] { return mBoard.Answer(); });
+    } catch (const HostError& error) {
+        mDisplay.Tell("warning", error.what());
+    }
+}
+
+/// How the deck is before it has a monitor.
+void DeckRun::ShowService(const ServiceStatus& service)
+{
+    DeckStatus status;
+    status.rate = mOptions.rate;
+    status.frame = mOptions.startFrame;
+    status.service = service.name;
+    status.waitsFor = service.waitsFor;
+    mBoard.Post(status);
 }
 
 bool DeckRun::Start()
@@ -48,11 +73,19 @@ bool DeckRun::Start()
     }
     const std::string settings = TakeOverSettings();
     mSession.Connect(settings);
-    mSettings.Save(mSession.Settings());
+    if (!mPortWatch) {
+        mSettings.Save(mSession.Settings());
+    }
     mMonitor.emplace(mSession, mDisplay, mOptions.rate, mOptions.startFrame, mOptions.revive);
     mMonitor->SetPorts(host::ReadPortSettings(settings));
     SayWhatIsMissing();
     return true;
+}
+
+void DeckRun::End()
+{
+    mSession.Stop();
+    mMonitor->Update(false);
 }
 
 void DeckRun::ChoosePorts(const host::PortSettings& ports)
@@ -71,6 +104,7 @@ bool DeckRun::WaitForService()
          status = GetServiceStatus()) {
         CheckMayWait("the MIDI service " + status.name + ": " + status.waitsFor);
         if (!isTold) {
+            ShowService(status);
             mDisplay.Tell("waiting", status.name + ": " + status.waitsFor);
             isTold = true;
         }
@@ -95,21 +129,109 @@ std::string DeckRun::TakeOverSettings()
     const std::string stored
         = mSettings.Load([this](const std::string& line) { mDisplay.Tell("warning", line); });
     host::PortSettings ports = host::ReadPortSettings(stored);
-    if (mOptions.in) {
-        ports.in = Choose(host::PortDirection::Source, *mOptions.in);
-        ports.out = Choose(host::PortDirection::Destination, *mOptions.out);
+    try {
+        TakeOver(mOptions, ports);
+    } catch (const HostError& error) {
+        if (!mOptions.portsMayCome) {
+            throw;
+        }
+        CheckMayWait(error.what());
+        WaitForPorts(error.what());
+        ports.in.reset();
+        ports.out.reset();
+    }
+    return host::WithPortSettings(stored, ports);
+}
+
+/// What `options` say about ports and MTC. Throws HostError where a port is not there.
+void DeckRun::TakeOver(const RunOptions& options, host::PortSettings& ports)
+{
+    if (options.in) {
+        ports.in = Choose(host::PortDirection::Source, *options.in);
+        ports.out = Choose(host::PortDirection::Destination, *options.out);
         // Who names an output wants something to come out of it
         ports.transmitMTC = ports.transmitMTC.value_or(true);
     }
-    if (mOptions.mtc) {
-        ports.transmitMTC = mOptions.mtc;
+    if (options.mtc) {
+        ports.transmitMTC = options.mtc;
     }
-    return host::WithPortSettings(stored, ports);
+}
+
+/// A machine in a rack starts before what it is connected to.
+void DeckRun::WaitForPorts(const std::string& why)
+{
+    mDisplay.Tell("waiting", why.substr(0, why.find('\n')) + " (taken when it comes)");
+    if (!mPortWatch) {
+        mPortsChanged.store(true); // it may have come since
+        mPortWatch.emplace("korva-deck ports", [this] {
+            mPortsChanged.store(true);
+            mSession.Events().Wake();
+        });
+    }
+}
+
+void DeckRun::LookForPorts()
+{
+    if (!mPortWatch || !mPortsChanged.exchange(false)) {
+        return;
+    }
+    host::PortSettings ports = host::ReadPortSettings(mSession.Settings());
+    try {
+        TakeOver(mOptions, ports);
+    } catch (const HostError&) {
+        return; // not yet
+    }
+    mPortWatch.reset();
+    ChoosePorts(ports);
+    mDisplay.Tell("note", "the ports that the configuration names are there and taken");
+}
+
+void DeckRun::Update(bool isDue)
+{
+    LookForPorts();
+    mMonitor->Update(isDue);
+}
+
+void DeckRun::Reload()
+{
+    RunOptions next;
+    try {
+        next = std::get<RunOptions>(ParseCommandLine(mOptions.arguments));
+        const Changes changes = Compare(mOptions, next);
+        if (changes.ports) {
+            ReloadPorts(next);
+        }
+        mSession.Tune(next.windSpeed, next.locateRate);
+        mMonitor->SetRevives(next.revive);
+        TakeChanges(mOptions, next);
+        mDisplay.Tell("reloaded", Describe(changes));
+    } catch (const HostError& error) {
+        const std::string why = error.what();
+        mDisplay.Tell("warning", "not reloaded, nothing changes: " + why.substr(0, why.find('\n')));
+    }
+}
+
+void DeckRun::ReloadPorts(const RunOptions& next)
+{
+    host::PortSettings ports = host::ReadPortSettings(mSession.Settings());
+    try {
+        TakeOver(next, ports);
+        mPortWatch.reset();
+        ChoosePorts(ports);
+    } catch (const HostError& error) {
+        if (!next.portsMayCome) {
+            throw;
+        }
+        WaitForPorts(error.what()); // those of before stay until then
+    }
 }
 
 void DeckRun::SayWhatIsMissing()
 {
     const DeckStatus& status = mMonitor->Status();
+    if (mPortWatch) {
+        return; // said already
+    }
     if (!status.in.id || !status.out.id) {
         mDisplay.Tell("note",
             std::string(

@@ -5,15 +5,20 @@
 
 #include "deck/cli/CommandLine.h"
 #include "deck/cli/DeckMonitor.h"
+#include "deck/cli/RunDisplay.h"
+#include "deck/cli/ServiceStatus.h"
 #include "deck/cli/StopSignals.h"
 #include "deck/host/DeckSession.h"
 #include "deck/host/SettingsFile.h"
+
+#include <atomic>
 
 namespace deck::cli {
 
 class DeckRun {
 public:
-    /// Loads the plug-in. The arguments outlive the object. Throws HostError. [host, may block]
+    /// Loads the plug-in. `signals` and `display` outlive the object. Throws HostError. [host, may
+    /// block]
     DeckRun(const RunOptions& options, const StopSignals& signals, Display& display);
     DeckRun(const DeckRun&) = delete;
     DeckRun& operator=(const DeckRun&) = delete;
@@ -23,25 +28,51 @@ public:
     /// [host, may block]
     bool Start();
 
+    /// Takes in what has happened, and shows it. After Start. [host, may block]
+    void Update(bool isDue);
+
+    /// Reads the configuration anew, and does what can be done while the deck runs; tells what it
+    /// did, or in one line why nothing changes. After Start. [host, may block]
+    void Reload();
+
+    /// As they hold now.
+    const RunOptions& Options() const noexcept { return mOptions; }
+
     /// After Start.
     DeckMonitor& Monitor() { return *mMonitor; }
     host::DeckSession& Session() noexcept { return mSession; }
+
+    /// Brings the transport to rest and takes in the last of it, a take's end among it.
+    /// [host, may block]
+    void End();
 
     /// Binds other ports, and keeps them for the next time. Throws HostError. [host, may block]
     void ChoosePorts(const host::PortSettings& ports);
 
 private:
     bool WaitForService();
+    void Serve();
+    void ShowService(const ServiceStatus& service);
     void CheckMayWait(const std::string& what) const;
     std::string TakeOverSettings();
+    void TakeOver(const RunOptions& options, host::PortSettings& ports);
+    void WaitForPorts(const std::string& why);
+    void LookForPorts();
+    void ReloadPorts(const RunOptions& next);
     void SayWhatIsMissing();
 
-    const RunOptions& mOptions;
+    RunOptions mOptions;
     const StopSignals& mSignals;
-    Display& mDisplay;
     host::SettingsFile mSettings;
+    TakeKeeper mTakes;
+    StatusBoard mBoard;
+    RunDisplay mDisplay;
+    std::optional<StatusServer> mServer; // nothing where it cannot listen
     host::DeckSession mSession;
     std::optional<DeckMonitor> mMonitor;
+    // While ports that the configuration names are not there
+    std::atomic<bool> mPortsChanged{false}; // set by the notification thread
+    std::optional<host::MidiClient> mPortWatch;
 };
 
 } // namespace deck::cli

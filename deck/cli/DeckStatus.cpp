@@ -141,6 +141,16 @@ std::string MMCJSON(const host::RawMMC& message, const PluginPrediction& predict
         {"effect", prediction.text}});
 }
 
+std::string TakeJSON(const Take& take, FrameRate rate)
+{
+    Json json = {{"event", "take"}, {"take", take.number}, {"in", FormatFrame(take.inFrame, rate)},
+        {"out", nullptr}};
+    if (!take.isOpen) {
+        json["out"] = FormatFrame(take.outFrame, rate);
+    }
+    return Dump(json);
+}
+
 std::string MessageJSON(const std::string& event, const std::string& text)
 {
     return Dump({{"event", event}, {"text", text}});

@@ -61,6 +61,9 @@ std::string CallJSON(const HostCall& call, CallOutcome outcome);
 /// {"event":"mmc","bytes":"F0 ..","text":"PLAY","fate":"host call","effect":"Play"}
 std::string MMCJSON(const host::RawMMC& message, const PluginPrediction& prediction);
 
+/// {"event":"take","take":1,"in":"00:00:04:00","out":null}
+std::string TakeJSON(const Take& take, FrameRate rate);
+
 /// {"event":"`event`","text":"`text`"}
 std::string MessageJSON(const std::string& event, const std::string& text);
 

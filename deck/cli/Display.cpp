@@ -65,6 +65,10 @@ public:
     {
         std::cout << MMCJSON(message, prediction) << std::endl;
     }
+    void ShowTake(const Take& take, FrameRate rate) override
+    {
+        std::cout << TakeJSON(take, rate) << std::endl;
+    }
 
 private:
     ChangeFilter mFilter;

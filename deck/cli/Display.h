@@ -24,6 +24,8 @@ public:
     /// Every message of MTC that goes out, where somebody wants to see it.
     virtual bool WantsMTC() const { return false; }
     virtual void ShowMTC(const host::MTCEvent&) {}
+    /// At punch in and at punch out.
+    virtual void ShowTake(const Take&, FrameRate) {}
     /// Every frame that the transport reports.
     virtual void ShowPosition(const Position&) {}
 };

@@ -9,7 +9,9 @@
 #include "deck/cli/PortsCommand.h"
 #include "deck/cli/RunCommand.h"
 #include "deck/cli/SendCommand.h"
+#include "deck/cli/StatusCommand.h"
 #include "deck/cli/StopSignals.h"
+#include "deck/cli/TakesCommand.h"
 #include "deck/host/HostError.h"
 #include "deck/window/PlayCommand.h"
 
@@ -38,6 +40,8 @@ struct Execute {
     {
         return window::PlayInWindow(options, signals);
     }
+    int operator()(const cli::TakesOptions& options) const { return cli::ShowTakes(options); }
+    int operator()(const cli::StatusOptions& options) const { return cli::PrintStatus(options); }
     int operator()(const cli::DemoOptions& options) const { return cli::RunDemo(options, signals); }
     int operator()(const cli::SendOptions& options) const
     {

@@ -103,10 +103,25 @@ std::string PortsJSON(const std::string& service, const std::vector<host::MidiPo
     return Dump({{"service", service}, {"ports", list}}, 2);
 }
 
+std::string PortNames(const std::vector<host::MidiPort>& ports)
+{
+    std::string lines;
+    for (const host::MidiPort& port : ports) {
+        lines += port.name + "\n";
+    }
+    return lines;
+}
+
 int ListPorts(const PortsOptions& options)
 {
     const host::MidiClient client("korva-deck");
     const ServiceStatus service = RequireService();
+    if (!options.names.empty()) {
+        std::cout << PortNames(
+            host::ListPorts(options.names == "source" ? host::PortDirection::Source
+                                                      : host::PortDirection::Destination));
+        return kExitDone;
+    }
     const auto ports = AllPorts();
     std::cout << (options.json ? PortsJSON(service.name, ports) : PortsText(service.name, ports));
     return kExitDone;

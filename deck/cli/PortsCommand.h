@@ -25,6 +25,8 @@ std::string PortChanges(
 
 /// The table that users read.
 std::string PortsText(const std::string& service, const std::vector<host::MidiPort>& ports);
+/// A name a line.
+std::string PortNames(const std::vector<host::MidiPort>& ports);
 /// {"service":"jack","ports":[{"id":..,"direction":"source","name":".."}]}
 std::string PortsJSON(const std::string& service, const std::vector<host::MidiPort>& ports);
 

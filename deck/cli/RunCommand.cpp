@@ -2,6 +2,7 @@
 
 #include "deck/cli/DeckRun.h"
 #include "deck/cli/Display.h"
+#include "deck/cli/ReloadSignal.h"
 #include "deck/host/HostError.h"
 
 #include <algorithm>
@@ -22,21 +23,29 @@ std::optional<milliseconds> Sooner(std::optional<milliseconds> a, std::optional<
     return a && b ? std::min(a, b) : (a ? a : b);
 }
 
-void Loop(DeckRun& deck, const RunOptions& options, const StopSignals& signals)
+milliseconds StatusInterval(const DeckRun& deck)
 {
-    const milliseconds interval
-        = std::chrono::ceil<milliseconds>(std::chrono::duration<double>(options.statusInterval));
+    return std::chrono::ceil<milliseconds>(
+        std::chrono::duration<double>(deck.Options().statusInterval));
+}
+
+void Loop(DeckRun& deck, const StopSignals& signals, ReloadSignal& reload)
+{
     auto due = Clock::now();
     auto woken = StopSignals::Woken::ByTime;
-    while (woken != StopSignals::Woken::BySignal) {
+    while (woken != StopSignals::Woken::BySignal && !reload.HasLostTerminal()) {
+        if (reload.TryTake()) {
+            deck.Reload();
+        }
+        const milliseconds interval = StatusInterval(deck);
         const bool isDue = interval.count() > 0 && Clock::now() >= due;
         if (isDue) {
             due = Clock::now() + interval;
         }
-        deck.Monitor().Update(isDue);
+        deck.Update(isDue);
         const auto status = interval.count() > 0 ? std::optional(Until(due)) : std::nullopt;
-        woken = signals.Wait(
-            {deck.Session().Events().Descriptor()}, Sooner(status, deck.Monitor().UntilRevival()));
+        woken = signals.Wait({deck.Session().Events().Descriptor(), reload.Descriptor()},
+            Sooner(status, deck.Monitor().UntilRevival()));
     }
 }
 
@@ -45,12 +54,16 @@ void Loop(DeckRun& deck, const RunOptions& options, const StopSignals& signals)
 int RunDeck(const RunOptions& options, const StopSignals& signals)
 {
     const std::unique_ptr<Display> display = MakeDisplay(options.json);
+    ReloadSignal reload; // before there are other threads
     {
         DeckRun deck(options, signals, *display);
+        NotifyServiceManager("READY=1"); // its machines may still be off
         if (!deck.Start()) {
             return kExitDone;
         }
-        Loop(deck, options, signals);
+        Loop(deck, signals, reload);
+        NotifyServiceManager("STOPPING=1");
+        deck.End();
     }
     display->Tell("ended", "by a signal, everything released");
     return kExitDone;

@@ -60,6 +60,15 @@ public:
     /// Tells the surfaces what the transport does. [host]
     void Notify(TransportState state, bool isRecording);
 
+    /// Brings the transport to rest for good; its last events are told by then. [host, may block]
+    void Stop() { mTransport.Stop(); }
+
+    /// From the next wind and the next locate on. [any thread, real-time]
+    void Tune(int windSpeed, LocateRate locateRate) noexcept
+    {
+        mTransport.Tune(windSpeed, locateRate);
+    }
+
     DeckEvents& Events() noexcept { return mEvents; }
     TransportCommands& Commands() noexcept { return mTransport; }
     /// Null where the deck has none.

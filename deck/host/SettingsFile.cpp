@@ -1,6 +1,7 @@
 #include "deck/host/SettingsFile.h"
 
 #include "deck/host/HostError.h"
+#include "deck/host/UserFolders.h"
 #include "kelcore/proplist/PropListText.h"
 
 #include <cerrno>
@@ -84,6 +85,23 @@ void WriteNew(const fs::path& path, const std::string& text)
     }
 }
 
+// Who has the lock, for people; the lock itself is the kernel's and ends with its process.
+void SignLock(int lock)
+{
+    if (ftruncate(lock, 0) == 0) {
+        WriteAll(lock, std::to_string(getpid()) + "\n");
+    }
+}
+
+/// " (process 123)", or nothing where it has not signed yet.
+std::string HolderOf(int lock)
+{
+    char text[16] = {};
+    const ssize_t length = pread(lock, text, sizeof text - 1, 0);
+    const int process = length > 0 ? std::atoi(text) : 0;
+    return process > 0 ? " (process " + std::to_string(process) + ")" : "";
+}
+
 int TakeLock(const fs::path& path)
 {
     const fs::path lockPath = WithSuffix(path, ".lock");
@@ -92,10 +110,12 @@ int TakeLock(const fs::path& path)
         throw Failure("cannot write", lockPath, errno);
     }
     if (flock(lock, LOCK_EX | LOCK_NB) != 0) {
+        const std::string holder = HolderOf(lock);
         close(lock);
-        throw HostError("another korva-deck is using the settings file " + path.string()
-            + "; end it, or give this one a file of its own with --settings");
+        throw HostError("another korva-deck" + holder + " is using the settings file "
+            + path.string() + "; end it, or give this one a file of its own with --settings");
     }
+    SignLock(lock);
     return lock;
 }
 
@@ -109,12 +129,7 @@ void CheckIsSettings(const std::string& text)
 
 fs::path SettingsFile::DefaultPath()
 {
-    const char* const config = std::getenv("XDG_CONFIG_HOME");
-    const char* const home = std::getenv("HOME");
-    if (config != nullptr && *config != '\0') {
-        return fs::path(config) / "korva" / "deck-settings.json";
-    }
-    return fs::path(home != nullptr ? home : "/") / ".config" / "korva" / "deck-settings.json";
+    return UserFolder("XDG_CONFIG_HOME", ".config") / "korva" / "deck-settings.json";
 }
 
 SettingsFile::SettingsFile(const fs::path& path)

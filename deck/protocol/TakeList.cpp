@@ -10,6 +10,8 @@
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace deck {
@@ -60,6 +62,8 @@ void SyncFolder(const std::filesystem::path& path)
 
 std::string ReadFile(const std::filesystem::path& path)
 {
+    if (!std::filesystem::is_regular_file(path))
+        return {}; // a device may never end
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
 }
@@ -196,16 +200,36 @@ FrameNumber RecordedTake::Duration() const noexcept
     return out ? WrapToDay(*out - in, rate) : 0;
 }
 
-TakeList::TakeList(std::filesystem::path path)
+TakeList::TakeList(std::filesystem::path path, Access access)
     : mPath(std::move(path))
 {
-    mFile = ::open(mPath.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-    if (mFile < 0) {
-        mError = mPath.string() + ": " + std::strerror(errno) + "; takes are not kept";
+    Open(access);
+    Read();
+    mWasFoundOpen = OpenTake() != nullptr;
+}
+
+void TakeList::Open(Access access)
+{
+    const bool keeps = access == Access::Keep;
+    const int file
+        = ::open(mPath.c_str(), (keeps ? O_RDWR | O_APPEND | O_CREAT : O_RDONLY) | O_CLOEXEC, 0644);
+    if (file < 0) {
+        mError
+            = mPath.string() + ": " + std::strerror(errno) + (keeps ? "; takes are not kept" : "");
         return;
     }
+    struct stat status {};
+    if (::fstat(file, &status) != 0 || !S_ISREG(status.st_mode))
+        mError = mPath.string() + ": not a file that can be read again; takes are not kept";
+    // Two that count from the same take on would use a number twice
+    else if (keeps && ::flock(file, LOCK_EX | LOCK_NB) != 0)
+        mError = mPath.string() + ": another deck keeps its takes there; takes are not kept";
+    if (!keeps || !mError.empty()) {
+        ::close(file);
+        return;
+    }
+    mFile = file;
     SyncFolder(mPath);
-    Read();
 }
 
 TakeList::~TakeList()
@@ -216,7 +240,8 @@ TakeList::~TakeList()
 
 bool TakeList::PunchIn(FrameNumber in, FrameRate rate, std::string reel, std::string date)
 {
-    const bool hasEnded = OpenTake() == nullptr || PunchOut(in);
+    const bool hasEnded = OpenTake() == nullptr || mWasFoundOpen || PunchOut(in);
+    mWasFoundOpen = false;
     const int number = mTakes.empty() ? 1 : mTakes.back().number + 1;
     mTakes.push_back({number, rate, WrapToDay(in, rate), {}, std::move(reel), std::move(date)});
     return Append(InLine(mTakes.back())) && hasEnded;
@@ -258,7 +283,7 @@ void TakeList::Read()
         rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     // A torn last line must not swallow the next one
-    if (!text.empty() && text.back() != '\n')
+    if (mFile >= 0 && !text.empty() && text.back() != '\n')
         WriteAll(mFile, "\n");
 }
 

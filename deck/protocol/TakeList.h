@@ -29,9 +29,14 @@ struct RecordedTake {
 /// [one thread at a time, may block]
 class TakeList {
 public:
-    /// Opens `path`, or makes it, and reads the takes that are there. Nothing is thrown: see Error
-    /// and Warnings.
-    explicit TakeList(std::filesystem::path path);
+    enum class Access {
+        Keep, // for one list at a time
+        Look  // changes nothing
+    };
+
+    /// Opens `path`, or makes it to keep takes in, and reads those that are there. Nothing is
+    /// thrown: see Error and Warnings.
+    explicit TakeList(std::filesystem::path path, Access access = Access::Keep);
     ~TakeList();
     TakeList(const TakeList&) = delete;
     TakeList& operator=(const TakeList&) = delete;
@@ -43,13 +48,14 @@ public:
     const std::vector<std::string>& Warnings() const noexcept { return mWarnings; }
     const std::vector<RecordedTake>& Takes() const noexcept { return mTakes; }
 
-    /// Begins a take and ends one that is still open at the same frame. False when it was not
-    /// written.
+    /// Begins a take and ends one that is still open at the same frame. One that was found open
+    /// stays so: nobody knows where it ended. False when it was not written.
     bool PunchIn(FrameNumber in, FrameRate rate, std::string reel, std::string date);
     /// Ends the take that is open. False when none is, or it was not written.
     bool PunchOut(FrameNumber out);
 
 private:
+    void Open(Access access);
     void Read();
     void ReadLine(std::string_view line, std::size_t number);
     bool Append(const std::string& line);
@@ -58,6 +64,7 @@ private:
     std::filesystem::path mPath;
     int mFile = -1;
     std::vector<RecordedTake> mTakes;
+    bool mWasFoundOpen = false; // the last one, when the file was read
     std::vector<std::string> mWarnings;
     std::string mError;
 };

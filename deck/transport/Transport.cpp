@@ -103,6 +103,12 @@ void Transport::Supersede(const HostCall& call)
     });
 }
 
+void Transport::Tune(int windSpeed, LocateRate locateRate) noexcept
+{
+    mWindSpeed.store(windSpeed, std::memory_order_relaxed);   // orders nothing else
+    mLocateRate.store(locateRate, std::memory_order_relaxed); // neither does this
+}
+
 void Transport::Halt(Time now)
 {
     Advance(now);

@@ -5,6 +5,7 @@
 
 #include "deck/transport/TransportSink.h"
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -59,6 +60,9 @@ public:
     /// When `Advance` next has something to report; nothing at rest.
     std::optional<std::chrono::nanoseconds> NextDeadline() const;
 
+    /// From the next wind and the next locate on. [any thread, real-time]
+    void Tune(int windSpeed, LocateRate locateRate) noexcept;
+
     TransportState State() const noexcept { return mState; }
     FrameNumber Frame() const noexcept { return mFrame; }
     bool IsRecording() const noexcept { return mIsRecording; }
@@ -90,8 +94,8 @@ private:
     FrameRate mRate;
     FrameNumber mFirstFrame;
     FrameNumber mLastFrame;
-    int mWindSpeed;
-    LocateRate mLocateRate;
+    std::atomic<int> mWindSpeed;         // written by whoever tunes, as the next
+    std::atomic<LocateRate> mLocateRate; // each holds for itself
     std::vector<TransportSink*> mSinks;
 
     TransportState mState = TransportState::Stopped;

@@ -42,6 +42,12 @@ public:
     /// [any thread, real-time]
     bool TryPost(const HostCall& call) noexcept override;
 
+    /// See Transport::Tune. [any thread, real-time]
+    void Tune(int windSpeed, LocateRate locateRate) noexcept
+    {
+        mTransport.Tune(windSpeed, locateRate);
+    }
+
     /// Calls refused because the queue was full. [any thread, real-time]
     std::uint64_t RefusedCalls() const noexcept { return mRefused.load(); }
     /// [any thread, real-time]

@@ -34,10 +34,10 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
     }
     model.Attach(run);
     const QSocketNotifier events(run.Session().Events().Descriptor(), QSocketNotifier::Read);
-    QObject::connect(&events, &QSocketNotifier::activated, [&] { run.Monitor().Update(false); });
+    QObject::connect(&events, &QSocketNotifier::activated, [&] { run.Update(false); });
     QTimer poll;
     QObject::connect(&poll, &QTimer::timeout, [&] {
-        run.Monitor().Update(false); // a revival may be due
+        run.Update(false); // a revival may be due
         if (signals.Wait({}, std::chrono::milliseconds(0)) == cli::StopSignals::Woken::BySignal) {
             QApplication::quit();
         }
@@ -54,6 +54,7 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
               << options.run.rate.Name() << " fps, from "
               << FormatFrame(options.run.startFrame, options.run.rate) << std::endl;
     QApplication::exec();
+    run.End();
     return kExitDone;
 }
 

@@ -16,7 +16,8 @@ DeckTest::DeckTest()
         throw std::runtime_error("no temporary folder");
     }
     mHome = name;
-    mEnvironment = {{"XDG_CONFIG_HOME", mHome.string()}, {"KEL_MIDI_SERVICE", "builtin"},
+    mEnvironment = {{"XDG_CONFIG_HOME", mHome.string()}, {"XDG_DATA_HOME", mHome.string()},
+        {"XDG_RUNTIME_DIR", (mHome / "run").string()}, {"KEL_MIDI_SERVICE", "builtin"},
         {"KEL_DEBUG_DATABASE", (mHome / "debug.json").string()}};
 }
 
@@ -56,6 +57,11 @@ std::string DeckTest::Read(const fs::path& path) const
 fs::path DeckTest::SettingsPath() const
 {
     return mHome / "korva" / "deck-settings.json";
+}
+
+fs::path DeckTest::ConfigPath() const
+{
+    return mHome / "korva-deck" / "korva-deck.conf";
 }
 
 } // namespace deck::acceptance

@@ -26,6 +26,8 @@ protected:
     std::string Read(const std::filesystem::path& path) const;
     /// The settings file that korva-deck uses where none is named.
     std::filesystem::path SettingsPath() const;
+    /// The configuration file that it reads where none is named.
+    std::filesystem::path ConfigPath() const;
 
     std::filesystem::path mHome;
     Program::Environment mEnvironment;

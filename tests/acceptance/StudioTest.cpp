@@ -1,6 +1,7 @@
 // A studio with a console that sends MMC and a recorder that reads MTC: what a
 // user does with them, every command of README.md included.
 
+#include "tests/acceptance/CommandWords.h"
 #include "tests/acceptance/DeckTest.h"
 #include "tests/acceptance/JackServer.h"
 #include "tests/deck/media/TestFilm.h"
@@ -11,8 +12,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
-#include <iomanip>
-#include <sstream>
 
 namespace deck::acceptance {
 namespace {
@@ -68,23 +67,6 @@ std::vector<std::string> ReadmeCommands()
     return commands;
 }
 
-/// As a shell splits it: the commands of a README need no more than double quotes.
-std::vector<std::string> Words(const std::string& line)
-{
-    std::istringstream text(line);
-    std::vector<std::string> words;
-    for (std::string word; text >> std::quoted(word);) {
-        words.push_back(word);
-    }
-    return words;
-}
-
-bool RunsUntilEnded(const std::vector<std::string>& arguments)
-{
-    return !arguments.empty() && (arguments[0] == "run" || arguments[0] == "play")
-        && arguments.back() != "--help";
-}
-
 /// The statuses with which a command has done its work: some give a verdict, which is the machine's
 /// and not theirs.
 std::vector<int> Done(const std::vector<std::string>& arguments)
@@ -138,6 +120,11 @@ TEST_F(StudioTest, EveryCommandOfTheReadmeWorks)
         std::optional<TimecodeMachine> timecode;
         if (arguments[0] == "check-mtc") {
             timecode.emplace(*mServer);
+        }
+        std::unique_ptr<Program> asked; // by status
+        if (arguments.front() == "status") {
+            asked = Start({"run"});
+            ASSERT_TRUE(asked->WaitForLine("bound")) << asked->Output();
         }
         const auto deck = Start(arguments);
         if (RunsUntilEnded(arguments)) {

@@ -162,12 +162,61 @@ TEST_F(TakeListOnDisk, EndsAnOpenTakeWhereTheNextBegins)
     EXPECT_FALSE(list.PunchOut(400)) << "none is open";
 }
 
+TEST_F(TakeListOnDisk, LeavesATakeThatWasFoundOpenAsItIs)
+{
+    TakeList(path).PunchIn(100, FrameRate::k25, "", "");
+    {
+        TakeList list(path);
+        EXPECT_TRUE(list.PunchIn(50, FrameRate::k25, "", ""));
+        EXPECT_TRUE(list.PunchOut(60));
+    }
+
+    const TakeList again(path);
+
+    ASSERT_EQ(again.Takes().size(), 2u);
+    EXPECT_FALSE(again.Takes()[0].out) << "nobody knows where it ended";
+    EXPECT_EQ(again.Takes()[1].Duration(), 10);
+    EXPECT_THAT(again.Warnings(), IsEmpty());
+}
+
+TEST_F(TakeListOnDisk, IsKeptByOneAtATime)
+{
+    TakeList list(path);
+    list.PunchIn(100, FrameRate::k25, "", "");
+
+    TakeList second(path);
+
+    EXPECT_THAT(second.Error(), HasSubstr("another deck keeps its takes there"));
+    EXPECT_FALSE(second.PunchIn(100, FrameRate::k25, "", ""));
+    EXPECT_TRUE(list.PunchOut(200));
+}
+
+TEST_F(TakeListOnDisk, IsLookedAtWithoutAChange)
+{
+    EXPECT_THAT(TakeList(path, TakeList::Access::Look).Error(), HasSubstr("No such file"));
+    EXPECT_FALSE(std::filesystem::exists(path));
+    const std::string torn = R"({"event":"in","take":1,"timecode":"00:00:04:00","rate":"25"})";
+    Write(torn);
+
+    const TakeList list(path, TakeList::Access::Look);
+
+    EXPECT_THAT(list.Error(), IsEmpty());
+    EXPECT_EQ(list.Takes().size(), 1u);
+    EXPECT_EQ(Text(), torn);
+}
+
 TEST_F(TakeListOnDisk, SaysWhyItCannotKeepTakes)
 {
     TakeList list(path / "nowhere" / "takes.jsonl");
     EXPECT_THAT(list.Error(), HasSubstr("No such file or directory; takes are not kept"));
     EXPECT_FALSE(list.PunchIn(1, FrameRate::k25, "", ""));
     EXPECT_EQ(list.Takes().size(), 1u) << "the take is not lost in memory";
+}
+
+TEST_F(TakeListOnDisk, IsAFileAndNoDevice)
+{
+    EXPECT_THAT(TakeList("/dev/zero").Error(), HasSubstr("not a file"));
+    EXPECT_THAT(TakeList(path.parent_path()).Error(), HasSubstr("Is a directory"));
 }
 
 TEST_F(TakeListOnDisk, GoesOnBehindALineThatDidNotFit)

@@ -73,6 +73,22 @@ TEST_F(TransportTest, ReportsEachFrameOnceWithItsIdealTime)
         mSink.positions, ElementsAre(Position{0, kStart, 1}, Position{1, kStart + 40ms, 1}));
 }
 
+TEST_F(TransportTest, TakesAnotherWindSpeedForTheNextWind)
+{
+    Do(StartFastForward, kStart);
+    mTransport.Tune(20, LocateRate::Deck);
+    mTransport.Advance(kStart + 40ms);
+    EXPECT_EQ(mTransport.Frame(), 10) << "this one goes on as it began";
+
+    Do(StopFastForward, kStart + 41ms);
+    Do(StartFastForward, kStart + 50ms);
+    mTransport.Advance(kStart + 90ms);
+    EXPECT_EQ(mTransport.Frame(), 10 + 20);
+
+    mTransport.Handle(LocateCall(kSMPTETimeFormat30NonDrop, 0, 0, 1, 5), kStart + 1s);
+    EXPECT_EQ(mTransport.Frame(), 30) << "by the deck's numbers, 25 a second";
+}
+
 TEST_F(TransportTest, RestsAtTheFrameThatShowsWhenItIsStopped)
 {
     Do(Play, kStart);

@@ -1,0 +1,23 @@
+// What a deck that runs can take over from a configuration that has changed.
+
+#pragma once
+
+#include "deck/cli/CommandLine.h"
+
+namespace deck::cli {
+
+struct Changes {
+    bool ports = false;             // or whether MTC is sent
+    std::vector<std::string> done;  // "wind-speed", ..., the ports among them
+    std::vector<std::string> later; // what holds only after a restart
+};
+
+Changes Compare(const RunOptions& now, const RunOptions& next);
+
+/// One line for the user.
+std::string Describe(const Changes& changes);
+
+/// Makes `now` what `next` is, but for what holds only after a restart.
+void TakeChanges(RunOptions& now, const RunOptions& next);
+
+} // namespace deck::cli
