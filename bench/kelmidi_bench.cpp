@@ -146,6 +146,8 @@ void QueueMessage(benchmark::State& state)
 }
 BENCHMARK(QueueMessage)->Arg(1)->Arg(6)->Arg(256);
 
+// "posts": one a burst where the pass begins behind it; up to one a message where the pass keeps
+// up.
 void BurstToListenerByRing(benchmark::State& state)
 {
     const auto executor = boost::make_shared<CountingExecutor>();

@@ -1,5 +1,7 @@
 #include "deck/cli/CommandLine.h"
 
+#include "deck/cli/OptionValues.h"
+#include "deck/cli/ToolsCommandLine.h"
 #include "deck/host/HostError.h"
 #include "deck/host/SettingsFile.h"
 #include "deck/media/MediaInfo.h"
@@ -34,6 +36,7 @@ struct RawRun {
     std::string mtcOffset = "0";
     bool mtc = false;
     bool noMTC = false;
+    bool noOwnPorts = false;
 };
 
 struct RawPlay {
@@ -111,6 +114,8 @@ void AddRunOptions(CLI::App& run, RawRun& raw)
     run.add_flag("--no-revive", raw.noRevive,
         "Leave a plug-in that obeys nothing any more as it is (after several commands in one "
         "message, or a response)");
+    run.add_flag("--no-own-ports", raw.noOwnPorts,
+        "Do not offer the ports \"MMC in\" and \"MTC out\", which a patchbay can connect");
     run.add_flag("--no-wait", raw.options.noWait,
         "End with status 3 where the service or a port is not there");
 }
@@ -187,7 +192,7 @@ double ParseInterval(const std::string& text)
     return seconds;
 }
 
-std::optional<MtcPacerOptions> ParsePacing(const std::string& pacing, const std::string& offset)
+MtcPacerOptions ParsePacing(const std::string& pacing, const std::string& offset)
 {
     double millis = 0;
     const char* const end = offset.data() + offset.size();
@@ -199,13 +204,11 @@ std::optional<MtcPacerOptions> ParsePacing(const std::string& pacing, const std:
     if (pacing != "on" && pacing != "off") {
         throw HostError("--mtc-pacing " + pacing + ": it is on or off");
     }
-    if (pacing == "off") {
-        if (millis != 0) {
-            throw HostError("--mtc-offset shifts paced MTC; it goes with --mtc-pacing on");
-        }
-        return std::nullopt;
-    }
     MtcPacerOptions options;
+    options.enabled = pacing == "on";
+    if (!options.enabled && millis != 0) {
+        throw HostError("--mtc-offset shifts paced MTC; it goes with --mtc-pacing on");
+    }
     options.offset = std::chrono::nanoseconds(std::llround(millis * 1e6));
     return options;
 }
@@ -221,15 +224,6 @@ void CheckPorts(const RunOptions& options)
         throw HostError("--in and --out take an ID or part of a port's name, not nothing; "
                         "`korva-deck ports` lists the ports");
     }
-}
-
-FrameRate ParseRate(const std::string& text)
-{
-    const Parsed<FrameRate> rate = FrameRate::Parse(text);
-    if (!rate) {
-        throw HostError("--rate " + text + ": " + rate.error);
-    }
-    return *rate;
 }
 
 FrameNumber ParseStart(const std::string& text, FrameRate rate)
@@ -278,6 +272,7 @@ RunOptions Finish(const RawRun& raw)
     options.pacing = ParsePacing(raw.pacing, raw.mtcOffset);
     options.locateRate = ParseLocateRate(raw.locateRate);
     options.revive = !raw.noRevive;
+    options.ownPorts = !raw.noOwnPorts;
     CheckPorts(options);
     return options;
 }
@@ -379,6 +374,8 @@ Command ParseCommandLine(const std::vector<std::string>& arguments)
     AddRun(app, run);
     AddPlay(app, play);
     AddDemo(app, demo);
+    ToolsCommandLine tools;
+    tools.AddTo(app);
     try {
         // CLI11 takes the arguments last one first
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
@@ -407,6 +404,9 @@ Command ParseCommandLine(const std::vector<std::string>& arguments)
     }
     if (used == "play") {
         return Finish(play);
+    }
+    if (const auto tool = tools.Finish(used)) {
+        return std::visit([](const auto& options) -> Command { return options; }, *tool);
     }
     return demo;
 }

@@ -2,6 +2,7 @@
 
 #pragma once
 
+#include "deck/cli/ToolOptions.h"
 #include "deck/protocol/MtcPacer.h"
 #include "deck/transport/Timecode.h"
 #include "deck/transport/Transport.h"
@@ -41,7 +42,8 @@ struct RunOptions {
     int windSpeed = 10;
     FrameNumber firstFrame = 0;
     std::optional<FrameNumber> lastFrame; // else the day's last
-    std::optional<MtcPacerOptions> pacing = MtcPacerOptions{};
+    MtcPacerOptions pacing;
+    bool ownPorts = true;
     LocateRate locateRate = LocateRate::Auto;
     bool revive = true;
     std::optional<std::filesystem::path> bundle;
@@ -76,6 +78,10 @@ using Command = std::variant<PortsOptions,
     RunOptions,
     PlayOptions,
     DemoOptions,
+    SendOptions,
+    MonitorOptions,
+    CheckMtcOptions,
+    DoctorOptions,
     PrintOptions>;
 
 /// `arguments` without the program's name. Throws HostError, whose line says what was wrong and

@@ -23,20 +23,27 @@ DeckMonitor::DeckMonitor(
               mSession.Events().Wake();
           })
     , mWatch(mClient,
-          [this](const host::RawMMC& message) { mSession.Events().Push(host::MMCEvent{message}); })
+          [this](const host::RawMMC& message) {
+              mSession.Events().Push(host::MMCEvent{message, host::kUsersSurface});
+          })
+    , mOwnWatch(mClient, [this](const host::RawMMC& message) {
+        mSession.Events().Push(host::MMCEvent{message, host::kOwnSurface});
+    })
 {
     mStatus.rate = rate;
     mStatus.frame = frame;
+    mStatus.hasOwnPorts = mSession.Own() != nullptr;
+    if (mStatus.hasOwnPorts) {
+        mOwnWatch.Follow(mSession.Own()->InputID());
+    }
 }
 
 void DeckMonitor::SetPorts(const host::PortSettings& ports)
 {
     mStatus.in.id = ports.in;
     mStatus.out.id = ports.out;
-    mStatus.mtc = ports.transmitMTC.value_or(false);
-    mPlugin.Reset(); // they were given to a surface connected anew
-    mStatus.deaf.clear();
-    mReviveAt.reset();
+    mStatus.mtc = ports.transmitMTC.value_or(mStatus.hasOwnPorts);
+    ForgetDeafness(); // they were given to a surface connected anew
     LookAtPorts();
 }
 
@@ -52,7 +59,7 @@ void DeckMonitor::Update(bool isDue)
     if (UntilRevival() == std::chrono::milliseconds(0)) {
         Revive();
     }
-    mStatus.lost = mSession.RefusedCalls() + mSession.Events().Dropped();
+    mStatus.lost = mSession.RefusedCalls() + mSession.Events().Dropped() + CountLostMessages();
     mDisplay.Show(mStatus, isDue);
 }
 
@@ -118,7 +125,7 @@ void DeckMonitor::On(const host::StateEvent& event)
 {
     mStatus.state = event.state;
     mStatus.isRecording = event.isRecording;
-    mSession.Instance().Notify(event.state, event.isRecording);
+    mSession.Notify(event.state, event.isRecording);
 }
 
 void DeckMonitor::On(const host::LocatedEvent& event)
@@ -144,16 +151,17 @@ void DeckMonitor::On(const host::MMCEvent& event)
 {
     ++mStatus.mmc;
     const ByteView bytes(event.message.bytes.data(), event.message.length);
-    const PluginPrediction prediction = mPlugin.Feed(bytes);
+    PluginModel& plugin = mPlugins.at(event.surface);
+    const PluginPrediction prediction = plugin.Feed(bytes);
     mDisplay.ShowMMC(event.message, prediction);
-    if (mPlugin.IsDeaf() && mStatus.deaf.empty()) {
-        NoteDeafness();
+    if (plugin.IsDeaf() && mStatus.deaf.empty()) {
+        NoteDeafness(plugin);
     }
 }
 
-void DeckMonitor::NoteDeafness()
+void DeckMonitor::NoteDeafness(const PluginModel& plugin)
 {
-    mStatus.deaf = mPlugin.DeafReason();
+    mStatus.deaf = plugin.DeafReason();
     if (mRevives) {
         mReviveAt = std::chrono::steady_clock::now() + kRevivalDelay;
     } else {
@@ -176,7 +184,14 @@ void DeckMonitor::Revive()
     mSession.Connect(mSession.Settings());
     mDisplay.Tell(
         "warning", "the plug-in obeyed nothing any more and was connected anew: " + mStatus.deaf);
-    mPlugin.Reset();
+    ForgetDeafness();
+}
+
+void DeckMonitor::ForgetDeafness()
+{
+    for (PluginModel& plugin : mPlugins) {
+        plugin.Reset();
+    }
     mStatus.deaf.clear();
     mReviveAt.reset();
 }

@@ -52,21 +52,23 @@ private:
     void On(const host::PositionEvent& event);
     void On(const host::TakeEvent& event);
     void On(const host::MMCEvent& event);
-    void On(const host::MTCEvent&) {}
+    void On(const host::MTCEvent& event) { mDisplay.ShowMTC(event); }
     void NoteLocate(const HostCall& call);
-    void NoteDeafness();
+    void NoteDeafness(const PluginModel& plugin);
+    void ForgetDeafness();
     void Revive();
 
     host::DeckSession& mSession;
     Display& mDisplay;
     DeckStatus mStatus;
-    PluginModel mPlugin; // what the connected surface makes of the bytes
+    std::array<PluginModel, host::kSurfaces> mPlugins; // what each surface makes of the bytes
     bool mRevives;
     std::optional<std::chrono::steady_clock::time_point> mReviveAt;
     bool mMismatchIsTold = false;
     std::atomic<bool> mSetupChanged{false}; // set by the notification thread
     host::MidiClient mClient;
     host::MMCWatch mWatch;
+    host::MMCWatch mOwnWatch; // follows the deck's own port, where there is one
 };
 
 } // namespace deck::cli

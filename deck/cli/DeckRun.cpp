@@ -37,8 +37,7 @@ DeckRun::DeckRun(const RunOptions& options, const StopSignals& signals, Display&
     , mDisplay(display)
     , mSettings(options.settings)
     , mSession(options.bundle ? *options.bundle : host::FindBundle(),
-          MakeTransportSettings(options),
-          options.pacing)
+          {MakeTransportSettings(options), options.pacing, options.ownPorts, display.WantsMTC()})
 {
 }
 
@@ -113,7 +112,11 @@ void DeckRun::SayWhatIsMissing()
     const DeckStatus& status = mMonitor->Status();
     if (!status.in.id || !status.out.id) {
         mDisplay.Tell("note",
-            "no ports are chosen; `korva-deck ports` lists them, --in and --out choose two");
+            std::string(
+                "no ports are chosen; `korva-deck ports` lists them, --in and --out choose ")
+                + "two"
+                + (status.hasOwnPorts ? ", or connect the deck's own \"MMC in\" and \"MTC out\""
+                                      : ""));
         return;
     }
     for (const PortStatus* const port : {&status.in, &status.out}) {

@@ -35,17 +35,17 @@ std::string StateText(const DeckStatus& status)
     return text;
 }
 
-std::string PortText(std::string_view label, const PortStatus& port, bool isBound)
+std::string PortText(std::string_view label, const PortStatus& port, const DeckStatus& status)
 {
     std::string text = "  " + std::string(label) + " ";
     if (!port.id) {
-        return text + "none";
+        return text + (status.hasOwnPorts ? "own port" : "none");
     }
     text += port.name.empty() ? std::to_string(*port.id) : port.name;
     if (!port.isThere) {
         return text + " (waiting for it)";
     }
-    return text + (isBound ? " (bound)" : " (there)");
+    return text + (status.IsBound() ? " (bound)" : " (there)");
 }
 
 Json PortJSON(const PortStatus& port)
@@ -94,8 +94,8 @@ std::string StatusText(const DeckStatus& status, std::size_t width)
     if (!status.waitsFor.empty()) {
         text += "  " + status.service + ": " + status.waitsFor;
     }
-    text += PortText("in", status.in, status.IsBound());
-    text += PortText("out", status.out, status.IsBound());
+    text += PortText("in", status.in, status);
+    text += PortText("out", status.out, status);
     text += "  MMC " + std::to_string(status.mmc) + "  calls " + std::to_string(status.calls);
     text += status.mtc ? "  MTC on" : "  MTC off";
     if (status.takes > 0) {
@@ -113,8 +113,9 @@ std::string StatusJSON(const DeckStatus& status)
         {"recording", status.isRecording}, {"timecode", FormatFrame(status.frame, status.rate)},
         {"frame", status.frame}, {"speed", status.speed}, {"rate", status.rate.Name()},
         {"service", status.service}, {"in", PortJSON(status.in)}, {"out", PortJSON(status.out)},
-        {"bound", status.IsBound()}, {"mtc", status.mtc}, {"mmc", status.mmc},
-        {"calls", status.calls}, {"lost", status.lost}, {"takes", status.takes}};
+        {"bound", status.IsBound()}, {"own_ports", status.hasOwnPorts}, {"mtc", status.mtc},
+        {"mmc", status.mmc}, {"calls", status.calls}, {"lost", status.lost},
+        {"takes", status.takes}};
     if (!status.waitsFor.empty()) {
         json["waiting"] = status.waitsFor;
     }

@@ -30,10 +30,11 @@ struct DeckStatus {
     std::string waitsFor; // why the MIDI service is not there; empty where it is
     PortStatus in;
     PortStatus out;
+    bool hasOwnPorts = false; // "MMC in" and "MTC out", which are always there
     bool mtc = false;
     std::uint64_t mmc = 0;   // MMC messages that came in
     std::uint64_t calls = 0; // calls of the plug-in on the transport
-    std::uint64_t lost = 0;  // calls and events for which there was no room
+    std::uint64_t lost = 0;  // calls and events without room, and messages that the service lost
     int takes = 0;
     std::string senderRate; // of the last locate; empty before the first
     std::string deaf;       // why the plug-in obeys nothing any more; empty while it does

@@ -29,12 +29,14 @@ constexpr std::size_t kShownMTC = 2;
 constexpr char kTraceCategory[] = "MMC, HandleMMCCommands";
 constexpr int kTraceLevel = 5;
 
-TransportSettings MakeTransportSettings()
+// The MTC is to be seen as the plug-in sends it.
+host::DeckSessionOptions MakeSessionOptions()
 {
-    TransportSettings settings;
-    settings.rate = kDemoRate;
-    settings.startFrame = ToFrame(kDemoStart, kDemoRate).value();
-    return settings;
+    host::DeckSessionOptions options;
+    options.transport.rate = kDemoRate;
+    options.transport.startFrame = ToFrame(kDemoStart, kDemoRate).value();
+    options.pacing.enabled = false;
+    return options;
 }
 
 std::string Milliseconds(std::uint64_t nanoseconds)
@@ -122,7 +124,7 @@ public:
         , mSignals(signals)
         , mTrace(kTraceCategory, kTraceLevel)
         , mBundle(options.bundle ? *options.bundle : host::FindBundle())
-        , mSession(mBundle, MakeTransportSettings())
+        , mSession(mBundle, MakeSessionOptions())
         , mMachines(mSession.Events())
         , mTable(std::cout, WantsColor())
     {
@@ -259,7 +261,7 @@ private:
     {
         mState = event.state;
         mCheck->OnState(event.state);
-        mSession.Instance().Notify(event.state, event.isRecording);
+        mSession.Notify(event.state, event.isRecording);
     }
 
     void On(const host::LocatedEvent& event, std::uint64_t) { mCheck->OnPosition(event.position); }

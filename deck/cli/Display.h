@@ -3,6 +3,7 @@
 #pragma once
 
 #include "deck/cli/DeckStatus.h"
+#include "deck/host/DeckEvents.h"
 #include "deck/protocol/PluginModel.h"
 
 #include <chrono>
@@ -20,6 +21,9 @@ public:
     virtual void Show(const DeckStatus& status, bool isDue) = 0;
     virtual void ShowCall(const HostCall&, CallOutcome) {}
     virtual void ShowMMC(const host::RawMMC&, const PluginPrediction&) {}
+    /// Every message of MTC that goes out, where somebody wants to see it.
+    virtual bool WantsMTC() const { return false; }
+    virtual void ShowMTC(const host::MTCEvent&) {}
     /// Every frame that the transport reports.
     virtual void ShowPosition(const Position&) {}
 };

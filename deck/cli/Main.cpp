@@ -1,10 +1,14 @@
 // korva-deck: reads the command line and does one thing.
 
+#include "deck/cli/CheckMtcCommand.h"
 #include "deck/cli/CommandLine.h"
 #include "deck/cli/ConnectCommand.h"
 #include "deck/cli/DemoCommand.h"
+#include "deck/cli/DoctorCommand.h"
+#include "deck/cli/MonitorCommand.h"
 #include "deck/cli/PortsCommand.h"
 #include "deck/cli/RunCommand.h"
+#include "deck/cli/SendCommand.h"
 #include "deck/cli/StopSignals.h"
 #include "deck/host/HostError.h"
 #include "deck/window/PlayCommand.h"
@@ -35,6 +39,22 @@ struct Execute {
         return window::PlayInWindow(options, signals);
     }
     int operator()(const cli::DemoOptions& options) const { return cli::RunDemo(options, signals); }
+    int operator()(const cli::SendOptions& options) const
+    {
+        return cli::SendCommands(options, signals);
+    }
+    int operator()(const cli::MonitorOptions& options) const
+    {
+        return cli::MonitorPorts(options, signals);
+    }
+    int operator()(const cli::CheckMtcOptions& options) const
+    {
+        return cli::CheckMtc(options, signals);
+    }
+    int operator()(const cli::DoctorOptions& options) const
+    {
+        return cli::Examine(options, signals);
+    }
 };
 
 int Main(int argc, char** argv)

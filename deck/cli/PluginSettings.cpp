@@ -9,7 +9,7 @@ namespace deck::cli {
 PluginSettings::PluginSettings(
     const std::optional<std::filesystem::path>& bundle, const std::filesystem::path& settings)
     : mFile(settings)
-    , mSession(bundle ? *bundle : host::FindBundle(), TransportSettings{})
+    , mSession(bundle ? *bundle : host::FindBundle(), {})
 {
     Instance().SetSettings(mFile.Load([](const std::string& line) {
         std::cerr << "korva-deck: warning: " << line << std::endl;

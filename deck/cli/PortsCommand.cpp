@@ -62,15 +62,6 @@ bool Contains(const std::vector<host::MidiPort>& ports, const host::MidiPort& wa
     return std::find(ports.begin(), ports.end(), wanted) != ports.end();
 }
 
-void RequireService(const ServiceStatus& service)
-{
-    if (!service.IsRunning()) {
-        throw HostError("the MIDI service " + service.name + " is not there: " + service.waitsFor
-                + "; start it, or choose another with KEL_MIDI_SERVICE",
-            kExitNotThereYet);
-    }
-}
-
 } // namespace
 
 std::string PortChanges(
@@ -115,8 +106,7 @@ std::string PortsJSON(const std::string& service, const std::vector<host::MidiPo
 int ListPorts(const PortsOptions& options)
 {
     const host::MidiClient client("korva-deck");
-    const ServiceStatus service = GetServiceStatus();
-    RequireService(service);
+    const ServiceStatus service = RequireService();
     const auto ports = AllPorts();
     std::cout << (options.json ? PortsJSON(service.name, ports) : PortsText(service.name, ports));
     return kExitDone;

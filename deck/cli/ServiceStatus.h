@@ -3,6 +3,7 @@
 
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace deck::cli {
@@ -16,5 +17,12 @@ struct ServiceStatus {
 
 /// Starts the service where it is not started yet. [host, may block]
 ServiceStatus GetServiceStatus();
+
+/// The service that runs. Throws HostError where it waits for its server. [host, may block]
+ServiceStatus RequireService();
+
+/// How many messages the service has lost: no room for them, or nobody there who could take them.
+/// [any]
+std::uint64_t CountLostMessages();
 
 } // namespace deck::cli

@@ -7,7 +7,9 @@
 #include "deck/transport/BoundedQueue.h"
 #include "deck/transport/TransportSink.h"
 
+#include <array>
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <variant>
@@ -34,14 +36,16 @@ struct PositionEvent {
 struct TakeEvent {
     Take take;
 };
-/// An MMC message came in.
+/// An MMC message came in, for the surface of that number.
 struct MMCEvent {
     RawMMC message;
+    std::uint8_t surface = 0;
 };
-/// A piece of MTC came out, where the deck itself listens.
+/// A message of MTC goes out, or came out where the deck itself listens.
 struct MTCEvent {
     std::uint8_t length = 0;
     std::array<std::uint8_t, 16> bytes{};
+    std::chrono::nanoseconds due{0}; // on the host's clock; zero is at once
 };
 
 struct DeckEvent {

@@ -1,7 +1,8 @@
 #include "deck/host/DeckSession.h"
 
 #include "deck/host/BundleLoader.h"
-#include "deck/host/PortSettings.h"
+
+#include <algorithm>
 
 namespace deck::host {
 namespace {
@@ -15,63 +16,139 @@ KORVASDK_ControlSurfacePluginFuncs Load(
 
 } // namespace
 
-DeckSession::DeckSession(const std::filesystem::path& bundle,
-    const TransportSettings& settings,
-    const std::optional<MtcPacerOptions>& pacing)
-    : mClock(MakeMonotonicClock())
-    , mRelay(pacing ? std::make_unique<MtcRelay>(*pacing) : nullptr)
-    , mLink(settings.rate, *mClock, mRelay ? &mRelay->Pacer() : nullptr)
-    , mTransport(settings, *mClock, {&mLink, &mEvents})
-    , mPlugin(Load(bundle, mSuites.BasicSuite()), mSuites)
-    , mInstance(mPlugin, mTransport)
+bool DeckSession::MarkedCommands::TryPost(const HostCall& call) noexcept
 {
+    HostCall marked = call;
+    marked.surface = mSurface;
+    return mCommands.TryPost(marked);
+}
+
+void DeckSession::HeardOutput::Send(ByteView bytes, std::chrono::nanoseconds time) noexcept
+{
+    if (mIsHeard.load()) {
+        MTCEvent event;
+        event.length = static_cast<std::uint8_t>(std::min(bytes.size(), event.bytes.size()));
+        std::copy_n(bytes.begin(), event.length, event.bytes.begin());
+        event.due = time;
+        mEvents.Push(event);
+    }
+    mOutput.Send(bytes, time);
+}
+
+DeckSession::Surface::Surface(
+    DeckSession& session, const DeckSessionOptions& options, MtcOutput& outlet, std::uint8_t number)
+    : output(outlet, session.mEvents)
+    , relay(options.pacing, output)
+    , link(options.transport.rate, *session.mClock, &relay.Pacer(), number)
+    , commands(session.mTransport, number)
+{
+}
+
+void DeckSession::Surface::Connect(const std::string& settings)
+{
+    Disconnect();
+    instance->SetSettings(settings);
+    instance->Connect();
+    link.Attach(instance->SMPTE());
+}
+
+void DeckSession::Surface::Disconnect()
+{
+    link.Detach();
+    instance->Disconnect();
+}
+
+DeckSession::DeckSession(const std::filesystem::path& bundle, const DeckSessionOptions& options)
+    : mTellsMTC(options.tellsMTC)
+    , mClock(MakeMonotonicClock())
+    , mOwnPorts(
+          options.hasOwnPorts && OwnPorts::ArePossible() ? std::make_unique<OwnPorts>() : nullptr)
+    , mUsers(*this, options, mUserPort, kUsersSurface)
+    , mOwn(mOwnPorts ? std::make_unique<Surface>(*this, options, *mOwnPorts, kOwnSurface) : nullptr)
+    , mTransport(options.transport, *mClock, Sinks())
+    , mPlugin(Load(bundle, mSuites.BasicSuite()), mSuites)
+{
+    mUsers.instance.emplace(mPlugin, mUsers.commands);
+    if (mOwn) {
+        mOwn->instance.emplace(mPlugin, mOwn->commands);
+    }
     mTransport.Start();
 }
 
 DeckSession::~DeckSession()
 {
-    // 1. The last position still reaches the surface. 2. Nobody calls the surface any more.
-    // 3. The surface goes.
+    // 1. The last position still reaches the surfaces. 2. Nobody calls them any more. 3. They go,
+    // before their plug-in.
     mTransport.Stop();
-    mLink.Detach();
+    for (Surface* const surface : {&mUsers, mOwn.get()}) {
+        if (surface != nullptr) {
+            surface->link.Detach();
+            surface->instance.reset();
+        }
+    }
 }
 
-void DeckSession::Connect(const std::string& settings)
+std::vector<TransportSink*> DeckSession::Sinks()
 {
-    Disconnect();
-    mInstance.SetSettings(mRelay ? WithRelay(settings) : settings);
-    mInstance.Connect();
-    mLink.Attach(mInstance.SMPTE());
+    std::vector<TransportSink*> sinks{&mUsers.link, &mEvents};
+    if (mOwn) {
+        sinks.insert(sinks.begin() + 1, &mOwn->link);
+    }
+    return sinks;
 }
 
 /// The relay takes the place of the user's output. Where none is chosen the plug-in must see that:
 /// it binds both ports or none.
-std::string DeckSession::WithRelay(const std::string& settings)
+void DeckSession::Connect(const std::string& settings)
 {
-    PortSettings ports = ReadPortSettings(settings);
-    mUsersOutput = ports.out;
-    mRelay->SetDestination(ports.out);
+    const PortSettings users = ReadPortSettings(settings);
+    mUserPort.Choose(users.out);
+    mUsers.output.BeHeard(mTellsMTC && users.HasBoth());
+    PortSettings ports = users;
     if (ports.out) {
-        ports.out = mRelay->InletID();
+        ports.out = mUsers.relay.InletID();
     }
-    return WithPortSettings(settings, ports);
+    mUsers.Connect(WithPortSettings(settings, ports));
+    if (mOwn) {
+        ConnectOwn(users);
+    }
+}
+
+/// MTC leaves here too, unless somebody has said that none is wanted.
+void DeckSession::ConnectOwn(const PortSettings& users)
+{
+    mOwn->output.BeHeard(mTellsMTC && !users.HasBoth());
+    mOwn->Connect(WithPortSettings(
+        "", {mOwnPorts->InputID(), mOwn->relay.InletID(), users.transmitMTC.value_or(true)}));
 }
 
 std::string DeckSession::Settings() const
 {
-    const std::string settings = mInstance.Settings();
-    if (!mRelay) {
-        return settings;
-    }
+    const std::string settings = mUsers.instance->Settings();
     PortSettings ports = ReadPortSettings(settings);
-    ports.out = mUsersOutput;
+    ports.out = mUserPort.Chosen();
     return WithPortSettings(settings, ports);
 }
 
 void DeckSession::Disconnect()
 {
-    mLink.Detach();
-    mInstance.Disconnect();
+    mUsers.Disconnect();
+    if (mOwn) {
+        mOwn->Disconnect();
+    }
+}
+
+void DeckSession::Notify(TransportState state, bool isRecording)
+{
+    mUsers.instance->Notify(state, isRecording);
+    if (mOwn) {
+        mOwn->instance->Notify(state, isRecording);
+    }
+}
+
+std::uint64_t DeckSession::SentMTC() const noexcept
+{
+    return mUserPort.Sent() + (mOwnPorts ? mOwnPorts->Sent() : 0);
 }
 
 } // namespace deck::host

@@ -1,6 +1,7 @@
 #include "deck/host/MidiPorts.h"
 
 #include "deck/host/HostError.h"
+#include "kelcore/utility/HighPrecisionTime.h"
 #include "kelcore/utility/UTF16String.h"
 
 #include <KorvaMIDIService/KorvaMIDIService.h>
@@ -12,6 +13,8 @@
 
 namespace deck::host {
 namespace {
+
+using kelcore::utility::HighPrecisionTime;
 
 struct ReleaseString {
     void operator()(const struct __CFString* string) const { CFRelease(string); }
@@ -130,7 +133,7 @@ std::vector<MidiPort> ListPorts(PortDirection direction)
     for (ItemCount i = 0; i < count; ++i) {
         const MIDIEndpointRef endpoint = isSource ? MIDIGetSource(i) : MIDIGetDestination(i);
         // A port that went away since it was counted is 0
-        if (endpoint != 0) {
+        if (endpoint != 0 && KorvaMIDIServiceIsHidden(endpoint) == 0) {
             ports.push_back({UniqueIDOf(endpoint), DisplayNameOf(endpoint), direction,
                 KorvaMIDIServiceIsAmbiguous(endpoint) != 0});
         }
@@ -155,6 +158,24 @@ MIDIUniqueID UniqueIDOf(MIDIEndpointRef endpoint)
     SInt32 id = 0;
     MIDIObjectGetIntegerProperty(endpoint, kMIDIPropertyUniqueID, &id);
     return id;
+}
+
+void HideEndpoint(MIDIEndpointRef endpoint)
+{
+    Check(KorvaMIDIServiceHide(endpoint), "hide an endpoint");
+}
+
+MIDIPacketList MakePacketList(
+    std::span<const std::uint8_t> bytes, std::chrono::nanoseconds time) noexcept
+{
+    MIDIPacketList packets;
+    packets.numPackets = 1;
+    MIDIPacket& packet = packets.packet[0];
+    packet.timeStamp
+        = static_cast<MIDITimeStamp>(HighPrecisionTime::ConvertFromNanos(time.count()));
+    packet.length = static_cast<UInt16>(std::min(bytes.size(), sizeof packet.data));
+    std::copy_n(bytes.begin(), packet.length, packet.data);
+    return packets;
 }
 
 MidiPort ChoosePort(

@@ -5,8 +5,10 @@
 
 #include <CoreMIDI/CoreMIDI.h>
 
+#include <chrono>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,6 +37,14 @@ std::optional<MIDIEndpointRef> FindEndpoint(MIDIUniqueID id, PortDirection direc
 
 /// The ID of an endpoint; 0 where it has none.
 MIDIUniqueID UniqueIDOf(MIDIEndpointRef endpoint);
+
+/// From now on other programs do not see this virtual endpoint, and ListPorts leaves it out. Throws
+/// HostError. [host, may block]
+void HideEndpoint(MIDIEndpointRef endpoint);
+
+/// One packet, cut off after 256 bytes, for the host time `time`; zero is at once. [real-time]
+MIDIPacketList MakePacketList(
+    std::span<const std::uint8_t> bytes, std::chrono::nanoseconds time) noexcept;
 
 /// The one port that `wanted` means: an ID, or a part of a name in any case that one port alone
 /// has; a whole name goes before a part of one. Throws HostError, whose lines list the candidates.

@@ -2,9 +2,10 @@
 
 namespace deck::host {
 
-SurfaceLink::SurfaceLink(FrameRate rate, const Clock& clock, MtcPacer* pacer)
+SurfaceLink::SurfaceLink(FrameRate rate, const Clock& clock, MtcPacer* pacer, std::uint8_t surface)
     : mRate(rate)
     , mClock(clock)
+    , mSurface(surface)
     , mPacer(pacer)
 {
 }
@@ -24,7 +25,7 @@ void SurfaceLink::Detach()
 
 void SurfaceLink::OnCall(const HostCall& call)
 {
-    if (call.kind == HostCallKind::SetSMPTEActive) {
+    if (call.kind == HostCallKind::SetSMPTEActive && call.surface == mSurface) {
         const std::lock_guard lock(mMutex);
         mWantsPositions = call.active != 0;
     }

@@ -16,8 +16,9 @@ namespace deck::host {
 class SurfaceLink final : public TransportSink {
 public:
     /// `clock` is the transport's. With a `pacer` frames are told so far ahead that their quarter
-    /// frames can leave on time. [host]
-    SurfaceLink(FrameRate rate, const Clock& clock, MtcPacer* pacer = nullptr);
+    /// frames can leave on time. `surface` is the number in the surface's calls. [host]
+    SurfaceLink(
+        FrameRate rate, const Clock& clock, MtcPacer* pacer = nullptr, std::uint8_t surface = 0);
 
     /// From now on `smpte` is called. [host, may block]
     void Attach(const SurfaceSMPTE& smpte);
@@ -36,6 +37,7 @@ private:
 
     FrameRate mRate;
     const Clock& mClock;
+    std::uint8_t mSurface;
     MtcPacer* mPacer; // null: the plug-in's bursts go out as they are
     // Held for a call of the SMPTE suite, which does not wait; contended only while a surface
     // comes or goes.

@@ -119,7 +119,8 @@ std::string FormatMonitorLine(const MonitorLine& line)
     std::array<char, 32> gap{};
     std::snprintf(gap.data(), gap.size(), "+%9lld us  ",
         static_cast<long long>(line.sinceLast.count() / 1000));
-    std::string text = gap.data() + FormatBytes(line.event.bytes) + "  " + line.annotation.text
+    std::string text = gap.data() + (line.source.empty() ? "" : "[" + line.source + "]  ")
+        + FormatBytes(line.event.bytes) + "  " + line.annotation.text
         + DescribeDevice(line.annotation);
     if (line.prediction)
         text += " -> " + line.prediction->text;
@@ -133,6 +134,10 @@ std::string FormatMonitorJson(const MonitorLine& line)
     nlohmann::ordered_json json{{"time_ns", line.event.time.count()},
         {"since_last_ns", line.sinceLast.count()}, {"bytes", FormatBytes(line.event.bytes)},
         {"kind", NameOf(line.annotation.kind)}, {"text", line.annotation.text}};
+    if (!line.source.empty())
+        json["source"] = line.source;
+    if (line.sourceID)
+        json["source_id"] = *line.sourceID;
     if (line.annotation.deviceId)
         json["device"] = *line.annotation.deviceId;
     if (line.annotation.rateBits)
@@ -143,7 +148,8 @@ std::string FormatMonitorJson(const MonitorLine& line)
     }
     if (!line.annotation.warnings.empty())
         json["warnings"] = line.annotation.warnings;
-    return json.dump();
+    // A source's name may be anything
+    return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 } // namespace deck

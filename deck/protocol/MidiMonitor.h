@@ -24,16 +24,19 @@ struct MidiAnnotation {
 
 MidiAnnotation Annotate(const MidiEvent& event);
 
-/// One line of the monitor; `sinceLast` is from the line before, `prediction` only for what came
-/// in by the plug-in's port.
+/// One line of the monitor; `sinceLast` is from the line before, `prediction` what the plug-in
+/// makes of it where it hears it, `source` is shown where there is one.
 struct MonitorLine {
     MidiEvent event;
     MidiAnnotation annotation;
     std::chrono::nanoseconds sinceLast{0};
     std::optional<PluginPrediction> prediction{};
+    std::string source{}; // its name
+    std::optional<std::int32_t> sourceID{};
 };
 
-/// "+   1234 us  F0 7F 7F 06 02 F7  PLAY (device 7F) -> Play", warnings behind "!".
+/// "+   1234 us  F0 7F 7F 06 02 F7  PLAY (all devices) -> Play", warnings behind "!", the source in
+/// brackets before the bytes.
 std::string FormatMonitorLine(const MonitorLine& line);
 /// One JSON object without a line end; `time_ns` is the host time.
 std::string FormatMonitorJson(const MonitorLine& line);

@@ -37,6 +37,7 @@ struct HostCall {
     HostCallKind kind = HostCallKind::Stop;
     SenderTime time{};
     std::int32_t active = 0;
+    std::uint8_t surface = 0; // which of the deck's surfaces asks
 
     bool operator==(const HostCall&) const = default;
 };

@@ -1,6 +1,7 @@
 #include "deck/transport/TransportThread.h"
 
 #include <algorithm>
+#include <cstdio>
 
 namespace deck {
 
@@ -75,10 +76,28 @@ void TransportThread::CarryOutCalls()
 
 void TransportThread::NotePunctuality(std::chrono::nanoseconds deadline)
 {
-    const auto late = mClock.Now() - deadline;
-    ++mPunctuality.frames;
-    mPunctuality.sum += late;
-    mPunctuality.worst = std::max(mPunctuality.worst, late);
+    const std::int64_t late = (mClock.Now() - deadline).count();
+    mFrames.fetch_add(1);
+    mSumNanos.fetch_add(late);
+    mWorstNanos.store(std::max(mWorstNanos.load(), late));
+}
+
+Punctuality TransportThread::GetPunctuality() const noexcept
+{
+    return {mFrames.load(), std::chrono::nanoseconds(mWorstNanos.load()),
+        std::chrono::nanoseconds(mSumNanos.load())};
+}
+
+std::string Punctuality::Text() const
+{
+    if (frames == 0) {
+        return {};
+    }
+    const auto mean = static_cast<double>(sum.count()) / static_cast<double>(frames);
+    char text[80];
+    std::snprintf(text, sizeof text, "late by %.2f ms, at most %.2f ms", mean / 1e6,
+        static_cast<double>(worst.count()) / 1e6);
+    return text;
 }
 
 } // namespace deck

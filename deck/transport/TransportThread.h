@@ -9,15 +9,19 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 #include <thread>
 
 namespace deck {
 
-/// How late the thread woke for its frames.
+/// How late the thread woke for its frames, since it was made.
 struct Punctuality {
     std::uint64_t frames = 0;
     std::chrono::nanoseconds worst{0};
     std::chrono::nanoseconds sum{0};
+
+    /// "late by 0.06 ms, at most 0.31 ms", or nothing before the first frame.
+    std::string Text() const;
 };
 
 class TransportThread final : public TransportCommands {
@@ -40,8 +44,9 @@ public:
 
     /// Calls refused because the queue was full. [any thread, real-time]
     std::uint64_t RefusedCalls() const noexcept { return mRefused.load(); }
+    /// [any thread, real-time]
+    Punctuality GetPunctuality() const noexcept;
     /// [host, after Stop]
-    const Punctuality& GetPunctuality() const noexcept { return mPunctuality; }
     const Transport& GetTransport() const noexcept { return mTransport; }
 
 private:
@@ -56,7 +61,10 @@ private:
     BoundedQueue<HostCall, kQueueLength> mCalls;
     std::atomic<std::uint64_t> mRefused{0};
     std::atomic<bool> mEnds{false};
-    Punctuality mPunctuality; // the thread's own between Start and Stop
+    // Written by the thread only
+    std::atomic<std::uint64_t> mFrames{0};
+    std::atomic<std::int64_t> mWorstNanos{0};
+    std::atomic<std::int64_t> mSumNanos{0};
     std::thread mThread;
 };
 

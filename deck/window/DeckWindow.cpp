@@ -1,6 +1,7 @@
 #include "deck/window/DeckWindow.h"
 
 #include "deck/window/Lamp.h"
+#include "deck/window/MonitorView.h"
 #include "deck/window/PictureView.h"
 
 #include <QAbstractItemView>
@@ -11,17 +12,12 @@
 #include <QFontDatabase>
 #include <QFormLayout>
 #include <QGroupBox>
-#include <QHeaderView>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QScrollBar>
 #include <QStyleFactory>
-#include <QTableWidget>
 #include <QTimer>
-
-#include <array>
 
 namespace deck::window {
 
@@ -30,7 +26,6 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr int kRefreshMillis = 33;
-constexpr int kMonitorRows = 500;
 constexpr auto kLampTime = 400ms; // long enough to be seen from across the room
 
 QString Text(const std::string& text)
@@ -57,16 +52,6 @@ QColor StateColour(const WindowState& state)
     return state.state == "stop" ? QColor(0xb8, 0xbc, 0xc4) : QColor(0xff, 0xb0, 0x30);
 }
 
-QTableWidgetItem* MakeCell(const std::string& text, bool isTrouble)
-{
-    auto* cell = new QTableWidgetItem(Text(text));
-    cell->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
-    if (isTrouble) {
-        cell->setForeground(QColor(0xff, 0x8a, 0x70));
-    }
-    return cell;
-}
-
 } // namespace
 
 DeckWindow::DeckWindow(WindowModel& model, const Options& options)
@@ -83,7 +68,8 @@ DeckWindow::DeckWindow(WindowModel& model, const Options& options)
     deck->addWidget(MakeTransport());
     auto* side = new QVBoxLayout;
     side->addWidget(MakePorts());
-    side->addWidget(MakeMonitor(), 1);
+    mMonitor = new MonitorView;
+    side->addWidget(mMonitor, 1);
     auto* all = new QHBoxLayout(this);
     all->addLayout(deck, 3);
     all->addLayout(side, 2);
@@ -179,6 +165,9 @@ QWidget* DeckWindow::MakePorts()
     mMTCLamp = new Lamp(tr("MTC out"));
     mTroubleLamp = new Lamp(tr("Trouble"));
     mSenderRate = new QLabel;
+    mClock = new QLabel;
+    mClock->setObjectName("Clock");
+    mClock->setToolTip(tr("How late the deck's own clock ticked for its frames"));
     mTrouble = new QLabel;
     mTrouble->setObjectName("Trouble");
     mTrouble->setWordWrap(true);
@@ -205,41 +194,10 @@ QWidget* DeckWindow::MakePorts()
     rows->addWidget(mTransmit, 2, 2);
     rows->addWidget(new QLabel(tr("Sender's rate")), 3, 1);
     rows->addWidget(mSenderRate, 3, 2);
-    rows->addWidget(mTroubleLamp, 4, 0, Qt::AlignTop);
-    rows->addWidget(mTrouble, 4, 1, 1, 2);
-    return box;
-}
-
-QWidget* DeckWindow::MakeMonitor()
-{
-    mMonitor = new QTableWidget(0, 4);
-    mMonitor->setAccessibleName(tr("Monitor"));
-    mMonitor->setHorizontalHeaderLabels({tr("Time"), tr("Bytes"), tr("Meaning"), tr("Effect")});
-    mMonitor->verticalHeader()->hide();
-    mMonitor->verticalHeader()->setDefaultSectionSize(fontMetrics().lineSpacing() + 6);
-    mMonitor->horizontalHeader()->setStretchLastSection(true);
-    mMonitor->setShowGrid(false);
-    mMonitor->setSelectionBehavior(QAbstractItemView::SelectRows);
-    mMonitor->setTabKeyNavigation(false);
-    const int digit = fontMetrics().horizontalAdvance('0');
-    const std::array widths{10, 16, 14};
-    for (int column = 0; column < static_cast<int>(widths.size()); ++column) {
-        mMonitor->setColumnWidth(column, digit * widths[static_cast<std::size_t>(column)]);
-    }
-    mHold = new QPushButton(tr("&Hold"));
-    mHold->setCheckable(true);
-    mHold->setToolTip(tr("Hold the monitor still"));
-    auto* clear = new QPushButton(tr("&Clear"));
-    connect(clear, &QPushButton::clicked, this, [this] { mMonitor->setRowCount(0); });
-
-    auto* box = new QGroupBox(tr("Monitor"));
-    auto* rows = new QVBoxLayout(box);
-    rows->addWidget(mMonitor, 1);
-    auto* line = new QHBoxLayout;
-    line->addStretch();
-    line->addWidget(mHold);
-    line->addWidget(clear);
-    rows->addLayout(line);
+    rows->addWidget(new QLabel(tr("Clock")), 4, 1);
+    rows->addWidget(mClock, 4, 2);
+    rows->addWidget(mTroubleLamp, 5, 0, Qt::AlignTop);
+    rows->addWidget(mTrouble, 5, 1, 1, 2);
     return box;
 }
 
@@ -248,7 +206,7 @@ void DeckWindow::Refresh()
     const WindowState state = mModel.Read();
     ShowState(state);
     ShowLamps(state);
-    AddRows();
+    mMonitor->Add(mModel.TakeRows());
 }
 
 void DeckWindow::ShowState(const WindowState& state)
@@ -263,9 +221,13 @@ void DeckWindow::ShowState(const WindowState& state)
     mStateText->setPalette(colours);
     mRateText->setText(Text(std::string(state.rate.Name())) + " fps");
     mSenderRate->setText(state.senderRate.empty() ? tr("no locate yet") : Text(state.senderRate));
+    mClock->setText(state.clock.empty() ? tr("not rolled yet") : Text(state.clock));
     mFilling = true;
-    FillPicker(*mInput, state.inputs, state.input);
-    FillPicker(*mOutput, state.outputs, state.output);
+    const bool own = state.hasOwnPorts;
+    FillPicker(*mInput, own ? tr("only the deck's own \"MMC in\"") : tr("none"), state.inputs,
+        state.input);
+    FillPicker(*mOutput, own ? tr("only the deck's own \"MTC out\"") : tr("none"), state.outputs,
+        state.output);
     mTransmit->setChecked(state.transmitsMTC);
     mFilling = false;
 }
@@ -275,7 +237,7 @@ void DeckWindow::ShowLamps(const WindowState& state)
     const auto show = [&](Lamp& lamp, const std::optional<std::chrono::nanoseconds>& since) {
         if (since && *since < kLampTime) {
             lamp.Set(Lamp::Colour::Green, tr("now"));
-        } else if (state.isBound) {
+        } else if (state.isBound || state.hasOwnPorts) {
             lamp.Set(Lamp::Colour::Off, since ? tr("quiet") : tr("nothing yet"));
         } else {
             lamp.Set(Lamp::Colour::Amber, tr("no ports bound"));
@@ -291,12 +253,13 @@ void DeckWindow::ShowLamps(const WindowState& state)
 
 /// Leaves an open list and an unchanged one alone.
 void DeckWindow::FillPicker(QComboBox& picker,
+    const QString& nothing,
     const std::vector<PortChoice>& ports,
     const std::optional<std::int32_t>& chosen)
 {
     QStringList names;
-    QList<qint64> ids{qint64{1} << 40}; // "none": no port has it, IDs have 32 bits
-    names << tr("none");
+    QList<qint64> ids{qint64{1} << 40}; // nothing: no port has it, IDs have 32 bits
+    names << nothing;
     for (const PortChoice& port : ports) {
         names << Text(port.name) + (port.isAmbiguous ? tr(" (ambiguous)") : QString());
         ids << port.id;
@@ -343,30 +306,6 @@ void DeckWindow::Locate()
         mLocateText->selectAll();
     }
     Refresh();
-}
-
-void DeckWindow::AddRows()
-{
-    const std::vector<MonitorRow> rows = mModel.TakeRows();
-    if (rows.empty() || mHold->isChecked()) {
-        return;
-    }
-    const QScrollBar& bar = *mMonitor->verticalScrollBar();
-    const bool follows = bar.value() >= bar.maximum() - 1;
-    for (const MonitorRow& row : rows) {
-        const int index = mMonitor->rowCount();
-        mMonitor->insertRow(index);
-        int column = 0;
-        for (const std::string* text : {&row.time, &row.bytes, &row.meaning, &row.effect}) {
-            mMonitor->setItem(index, column++, MakeCell(*text, row.isTrouble));
-        }
-    }
-    while (mMonitor->rowCount() > kMonitorRows) {
-        mMonitor->removeRow(0);
-    }
-    if (follows) {
-        mMonitor->scrollToBottom();
-    }
 }
 
 /// As large as the label allows: it is read from three metres.

@@ -13,12 +13,12 @@ class QComboBox;
 class QLabel;
 class QLineEdit;
 class QPushButton;
-class QTableWidget;
 class QTimer;
 
 namespace deck::window {
 
 class Lamp;
+class MonitorView;
 class PictureView;
 
 /// All of it on the thread of the QApplication.
@@ -43,16 +43,15 @@ private:
     QWidget* MakeDisplay();
     QWidget* MakeTransport();
     QWidget* MakePorts();
-    QWidget* MakeMonitor();
     QPushButton* MakeButton(const QString& text, const QString& name, Button button);
     void FillPicker(QComboBox& picker,
+        const QString& nothing,
         const std::vector<PortChoice>& ports,
         const std::optional<std::int32_t>& chosen);
     void ChoosePorts();
     void Locate();
     void ShowState(const WindowState& state);
     void ShowLamps(const WindowState& state);
-    void AddRows();
     void FitTimecode();
     void ToggleFullScreen();
 
@@ -71,8 +70,8 @@ private:
     Lamp* mMMCLamp = nullptr;
     Lamp* mMTCLamp = nullptr;
     Lamp* mTroubleLamp = nullptr;
-    QTableWidget* mMonitor = nullptr;
-    QPushButton* mHold = nullptr;
+    QLabel* mClock = nullptr;
+    MonitorView* mMonitor = nullptr;
     QTimer* mTimer = nullptr;
     QString mLocateProblem; // what is wrong with the last locate typed, or nothing
     bool mFilling = false;  // the pickers change by our own hand

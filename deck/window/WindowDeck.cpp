@@ -2,9 +2,10 @@
 
 #include "deck/host/HostError.h"
 #include "deck/host/PortSettings.h"
-#include "deck/protocol/MMCDecoder.h"
+#include "deck/protocol/MidiMonitor.h"
 #include "kelcore/utility/HighPrecisionTime.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -28,11 +29,13 @@ std::string TimeText(std::chrono::nanoseconds time)
     return text;
 }
 
-std::vector<PortChoice> Choices(host::PortDirection direction)
+std::vector<PortChoice> Choices(host::PortDirection direction, const host::OwnPorts* own)
 {
     std::vector<PortChoice> choices;
     for (const host::MidiPort& port : host::ListPorts(direction)) {
-        choices.push_back({port.id, port.name, port.isAmbiguous});
+        if (own == nullptr || !own->Has(port.id)) {
+            choices.push_back({port.id, port.name, port.isAmbiguous});
+        }
     }
     return choices;
 }
@@ -70,11 +73,12 @@ WindowState WindowDeck::Read()
     state.isRecording = status.isRecording;
     state.rate = status.rate;
     state.service = status.service;
-    state.inputs = Choices(host::PortDirection::Source);
-    state.outputs = Choices(host::PortDirection::Destination);
+    state.inputs = Choices(host::PortDirection::Source, mRun->Session().Own());
+    state.outputs = Choices(host::PortDirection::Destination, mRun->Session().Own());
     state.input = status.in.id;
     state.output = status.out.id;
     state.isBound = status.IsBound();
+    state.hasOwnPorts = status.hasOwnPorts;
     state.transmitsMTC = status.mtc;
     if (mLastMMC) {
         state.sinceMMC = HostTimeNanos(HighPrecisionTime::GetCurrentTime()) - *mLastMMC;
@@ -83,6 +87,7 @@ WindowState WindowDeck::Read()
         state.sinceMTC = Clock::now() - *mLastMTC;
     }
     state.senderRate = status.senderRate;
+    state.clock = mRun->Session().Punctuality().Text();
     state.trouble = Trouble(status);
     return state;
 }
@@ -92,7 +97,7 @@ std::string WindowDeck::Trouble(const cli::DeckStatus& status) const
     if (!status.waitsFor.empty()) {
         return status.service + ": " + status.waitsFor;
     }
-    if (!status.in.id || !status.out.id) {
+    if ((!status.in.id || !status.out.id) && !status.hasOwnPorts) {
         return "No ports are chosen: pick both above. The plug-in binds both or none.";
     }
     return mTrouble;
@@ -101,8 +106,8 @@ std::string WindowDeck::Trouble(const cli::DeckStatus& status) const
 /// The lamp is lit by what was handed to the port, not by what should have been.
 void WindowDeck::LookAtMTC()
 {
-    const host::MtcRelay* relay = mRun->Session().Relay();
-    if (relay != nullptr && std::exchange(mMTCSent, relay->Sent()) != relay->Sent()) {
+    const std::uint64_t sent = mRun->Session().SentMTC();
+    if (std::exchange(mMTCSent, sent) != sent) {
         mLastMTC = Clock::now();
     }
 }
@@ -186,11 +191,40 @@ void WindowDeck::Show(const cli::DeckStatus&, bool) {}
 void WindowDeck::ShowMMC(const host::RawMMC& message, const PluginPrediction& prediction)
 {
     mLastMMC = HostTimeNanos(message.time);
-    const ByteView bytes(message.bytes.data(), message.length);
-    const auto decoded = DecodeMMC(bytes);
-    mRows.push_back({TimeText(*mLastMMC), FormatBytes(bytes), decoded ? decoded->text : "",
-        prediction.text.empty() ? std::string(NameOf(prediction.fate)) : prediction.text,
-        prediction.fate == PluginFate::kDeaf || (decoded && !decoded->warnings.empty())});
+    AddRow(MonitorKind::MMC, {message.bytes.data(), message.length}, *mLastMMC, prediction);
+}
+
+void WindowDeck::ShowMTC(const host::MTCEvent& event)
+{
+    const auto now = HostTimeNanos(HighPrecisionTime::GetCurrentTime());
+    AddRow(MonitorKind::MTC, {event.bytes.data(), event.length}, std::max(event.due, now), {});
+}
+
+void WindowDeck::AddRow(MonitorKind kind,
+    ByteView bytes,
+    std::chrono::nanoseconds time,
+    const std::optional<PluginPrediction>& prediction)
+{
+    MonitorLine line;
+    line.event = {Bytes(bytes.begin(), bytes.end()), time, time, {}};
+    line.annotation = Annotate(line.event);
+    line.prediction = prediction;
+    auto& last = mLastRow.at(static_cast<std::size_t>(kind));
+    line.sinceLast = time - last.value_or(time);
+    last = time;
+    MonitorRow row;
+    row.kind = kind;
+    row.time = TimeText(time);
+    row.since = std::to_string(line.sinceLast / std::chrono::microseconds(1));
+    row.bytes = FormatBytes(bytes);
+    row.meaning = line.annotation.text;
+    if (prediction) {
+        row.effect = prediction->text.empty() ? NameOf(prediction->fate) : prediction->text;
+    }
+    row.isTrouble = !line.annotation.warnings.empty()
+        || (prediction && prediction->fate == PluginFate::kDeaf);
+    row.json = FormatMonitorJson(line);
+    mRows.push_back(std::move(row));
 }
 
 void WindowDeck::ShowPosition(const Position& position)

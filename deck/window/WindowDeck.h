@@ -35,6 +35,8 @@ public:
     void Tell(const std::string& event, const std::string& text) override;
     void Show(const cli::DeckStatus& status, bool isDue) override;
     void ShowMMC(const host::RawMMC& message, const PluginPrediction& prediction) override;
+    bool WantsMTC() const override { return true; }
+    void ShowMTC(const host::MTCEvent& event) override;
     void ShowPosition(const Position& position) override;
 
 private:
@@ -43,13 +45,18 @@ private:
     void Post(HostCallKind kind);
     void PostLocate(FrameNumber frame);
     void LookAtMTC();
+    void AddRow(MonitorKind kind,
+        ByteView bytes,
+        std::chrono::nanoseconds time,
+        const std::optional<PluginPrediction>& prediction);
     std::string Trouble(const cli::DeckStatus& status) const;
 
     const cli::PlayOptions& mOptions;
     std::unique_ptr<VideoPlayer> mVideo;
     cli::DeckRun* mRun = nullptr;
     std::vector<MonitorRow> mRows;
-    std::string mTrouble; // the last warning
+    std::string mTrouble;                                            // the last warning
+    std::array<std::optional<std::chrono::nanoseconds>, 2> mLastRow; // by MonitorKind
     std::optional<std::chrono::nanoseconds> mLastMMC;
     std::optional<Clock::time_point> mLastMTC;
     std::uint64_t mMTCSent = 0;

@@ -37,21 +37,28 @@ struct WindowState {
     std::optional<std::int32_t> input; // chosen, there or not
     std::optional<std::int32_t> output;
     bool isBound = false;
+    bool hasOwnPorts = false; // which are heard whatever is chosen
     bool transmitsMTC = false;
 
     std::optional<std::chrono::nanoseconds> sinceMMC; // since the last MMC message; none yet: empty
     std::optional<std::chrono::nanoseconds> sinceMTC; // since the last MTC message sent
     std::string senderRate;                           // of the last locate, "25"
-    std::string trouble;                              // one line, or nothing
+    std::string clock;   // how late it ticks, "late by 0.06 ms, at most 0.31 ms"
+    std::string trouble; // one line, or nothing
 };
+
+enum class MonitorKind : std::uint8_t { MMC, MTC };
 
 /// One line of the monitor.
 struct MonitorRow {
-    std::string time;    // of the deck's clock, "12.345 678"
+    MonitorKind kind = MonitorKind::MMC;
+    std::string time;    // of the deck's clock, in seconds: "12.345678"
+    std::string since;   // since the one before of its kind, in microseconds: "40012"
     std::string bytes;   // "F0 7F 7F 06 02 F7"
-    std::string meaning; // "PLAY, all devices"
-    std::string effect;  // "Play", "traced only", "ignored", ...
+    std::string meaning; // "PLAY (device 7F)", "MTC piece 3: seconds, high 0"
+    std::string effect;  // "Play", "traced only", "ignored", ...; empty for MTC
     bool isTrouble = false;
+    std::string json; // all of it as one JSON object
 };
 
 enum class Button : std::uint8_t { Rewind, Stop, Play, Pause, Forward, Record };

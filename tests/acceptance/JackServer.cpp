@@ -119,6 +119,24 @@ JackPeer::~JackPeer()
     jack_deactivate(mClient.get());
 }
 
+bool JackPeer::Wire(const std::string& to, const std::string& from)
+{
+    if (jack_connect(mClient.get(), jack_port_name(mOut), to.c_str()) != 0
+        || jack_connect(mClient.get(), from.c_str(), jack_port_name(mIn)) != 0) {
+        return false;
+    }
+    // They count from one of the next cycles
+    const auto end = std::chrono::steady_clock::now() + kDeadline;
+    while (jack_port_connected_to(mOut, to.c_str()) == 0
+        || jack_port_connected_to(mIn, from.c_str()) == 0) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
 void JackPeer::SendInOneCycle(const std::vector<Bytes>& messages)
 {
     const std::lock_guard lock(mMutex);

@@ -45,6 +45,10 @@ public:
     JackPeer(const JackPeer&) = delete;
     JackPeer& operator=(const JackPeer&) = delete;
 
+    /// Wires "mmc_out" to one port and another to "mtc_in", as a patchbay does, by the whole names.
+    /// False where the server refused.
+    bool Wire(const std::string& to, const std::string& from);
+
     /// All of them in one cycle, one frame after the other; at most 100. What is sent by another
     /// call goes in a later cycle.
     void SendInOneCycle(const std::vector<Bytes>& messages);

@@ -118,6 +118,50 @@ TEST_F(JackTest, ObeysAStopAndALocateOfOneCycleInTheirOrder)
         testing::ContainsRegex(R"re("state":"stop",[^}]*"timecode":"01:02:03:04")re"));
 }
 
+TEST_F(JackTest, OffersPortsOfItsOwnThatAPatchbayCanWire)
+{
+    mServer->Start();
+    mPeer.emplace(*mServer, "machine");
+    const auto deck = Start({"run", "--json"});
+    ASSERT_TRUE(deck->WaitForLine(R"("own_ports":true)")) << deck->Output();
+
+    ASSERT_TRUE(mPeer->Wire("korva-deck:MMC in", "korva-deck:MTC out"));
+    mPeer->SendInOneCycle({LocateToScene()});
+    EXPECT_TRUE(mPeer->WaitFor(SceneFullFrame())) << deck->Output();
+    mPeer->SendInOneCycle({kPlay});
+    EXPECT_TRUE(mPeer->WaitFor(IsQuarterFrame)) << deck->Output();
+    EXPECT_EQ(End(*deck), 0);
+}
+
+TEST_F(JackTest, ServesItsOwnPortsBesideTheChosenOnes)
+{
+    const auto deck = StartBound();
+    JackPeer other(*mServer, "other");
+    ASSERT_TRUE(other.Wire("korva-deck:MMC in", "korva-deck:MTC out"));
+
+    other.SendInOneCycle({LocateToScene()});
+    EXPECT_TRUE(mPeer->WaitFor(SceneFullFrame())) << deck->Output();
+    EXPECT_TRUE(other.WaitFor(SceneFullFrame())) << deck->Output();
+    mPeer->SendInOneCycle({kPlay});
+    EXPECT_TRUE(mPeer->WaitFor(IsQuarterFrame)) << deck->Output();
+    EXPECT_TRUE(other.WaitFor(IsQuarterFrame)) << deck->Output();
+    EXPECT_EQ(End(*deck), 0);
+}
+
+TEST_F(JackTest, ShowsThePatchbayNothingButItsOwnPorts)
+{
+    mServer->Start();
+    mPeer.emplace(*mServer, "machine");
+    const auto deck = Start({"run", "--json", "--no-own-ports"});
+    ASSERT_TRUE(deck->WaitForLine(R"("own_ports":false)")) << deck->Output();
+
+    const auto ports = Start({"ports"});
+
+    EXPECT_EQ(ports->Wait(), 0);
+    EXPECT_THAT(ports->Output(), testing::Not(HasSubstr("korva-deck")));
+    EXPECT_EQ(End(*deck), 0);
+}
+
 TEST_F(JackTest, EndsWellWhileItRolls)
 {
     const auto deck = StartBound();

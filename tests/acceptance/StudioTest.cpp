@@ -5,6 +5,7 @@
 #include "tests/acceptance/JackServer.h"
 #include "tests/deck/media/TestFilm.h"
 
+#include "deck/protocol/MTC.h"
 #include "deck/protocol/MtcChecker.h"
 
 #include <csignal>
@@ -84,6 +85,36 @@ bool RunsUntilEnded(const std::vector<std::string>& arguments)
         && arguments.back() != "--help";
 }
 
+/// The statuses with which a command has done its work: some give a verdict, which is the machine's
+/// and not theirs.
+std::vector<int> Done(const std::vector<std::string>& arguments)
+{
+    const bool isJudge = arguments[0] == "check-mtc" || arguments[0] == "doctor";
+    return isJudge ? std::vector{0, 1} : std::vector{0};
+}
+
+/// A machine that sends some 17 seconds of MTC.
+class TimecodeMachine {
+public:
+    explicit TimecodeMachine(const JackServer& server)
+        : mPeer(server, "Timecode")
+    {
+        for (FrameNumber cycle = 0; cycle < 200; ++cycle) {
+            for (int piece = 0; piece < kMtcPieces; ++piece) {
+                const auto bytes
+                    = EncodeQuarterFrame(MtcTimeOf(90000 + 2 * cycle, FrameRate::k25), piece);
+                mPeer.SendInOneCycle({Bytes(bytes.begin(), bytes.end())});
+                mPeer.SendInOneCycle({}); // its rhythm is that of the server's cycles
+                mPeer.SendInOneCycle({});
+                mPeer.SendInOneCycle({});
+            }
+        }
+    }
+
+private:
+    JackPeer mPeer;
+};
+
 TEST_F(StudioTest, EveryCommandOfTheReadmeWorks)
 {
     mEnvironment["QT_QPA_PLATFORM"] = "offscreen";
@@ -104,15 +135,20 @@ TEST_F(StudioTest, EveryCommandOfTheReadmeWorks)
             argument = argument == "film.mov" ? film : argument;
         }
         ++tried;
+        std::optional<TimecodeMachine> timecode;
+        if (arguments[0] == "check-mtc") {
+            timecode.emplace(*mServer);
+        }
         const auto deck = Start(arguments);
         if (RunsUntilEnded(arguments)) {
             const char* const ready = arguments[0] == "play" ? "window:" : "bound";
             ASSERT_TRUE(deck->WaitForLine(ready)) << command << "\n" << deck->Output();
             deck->Signal(SIGINT);
         }
-        EXPECT_EQ(deck->Wait(), 0) << command << "\n" << deck->Output();
+        EXPECT_THAT(Done(arguments), testing::Contains(deck->Wait())) << command << "\n"
+                                                                      << deck->Output();
     }
-    EXPECT_GE(tried, 8);
+    EXPECT_GE(tried, 14);
 }
 
 // ------------------------------------------------------------------ connect, configure, ports

@@ -215,6 +215,9 @@ std::vector<std::string> Host::WaitForLog(std::size_t count)
 
 void Host::Log(const std::string& entry)
 {
+    if (onLog) {
+        onLog(entry);
+    }
     const std::scoped_lock lock(mMutex);
     mLog.push_back(entry);
     mLogged.notify_all();

@@ -12,6 +12,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -36,6 +37,8 @@ public:
     /// Waits until `count` calls are in the log, or for a generous time, and takes them.
     std::vector<std::string> WaitForLog(std::size_t count);
     void Log(const std::string& entry);
+    /// Called for each entry, on the thread of the call; set before calls come.
+    std::function<void(const std::string&)> onLog;
 
     /// The table that the plug-in registered.
     template <typename Suite> const Suite& Registered(const char* name, int version = 1) const

@@ -67,6 +67,26 @@ TEST_F(BuiltinServiceTest, ListsTheEndpointsUnderTheIDsThatFindThem)
     EXPECT_FALSE(MidiOutputPortCreate(mHost, mDevice.SourceID(), 0, true));
 }
 
+TEST_F(BuiltinServiceTest, ListsPortsThatReceiveAndSendOnceTheyAreConnected)
+{
+    RecordingListener listener;
+    const auto enumerator = MidiPortEnumeratorCreate(mHost);
+    const MidiInputPortList inputs = enumerator->EnumInputPorts();
+    const MidiOutputPortList outputs = enumerator->EnumOutputPorts();
+    const auto& input = inputs.GetPortsByID().at(mDevice.SourceID());
+    const auto& output = outputs.GetPortsByID().at(mDevice.DestinationID());
+    input->AddListener(&listener);
+
+    ASSERT_TRUE(input->Connect());
+    EXPECT_TRUE(output->SendMidiMessage(tests::MakeMessage(kPlay)));
+
+    ASSERT_TRUE(listener.WaitForCount(1));
+    EXPECT_THAT(listener.Messages(), ElementsAre(kPlay));
+    EXPECT_EQ(listener.Records()[0].portTag, 0U);
+    input->Disconnect();
+    input->RemoveListener(&listener);
+}
+
 TEST_F(BuiltinServiceTest, DeliversEveryByteOfALongSysExInOrder)
 {
     RecordingListener listener;

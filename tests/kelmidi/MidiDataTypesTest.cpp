@@ -8,8 +8,10 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <limits>
 #include <memory>
+#include <new>
 #include <type_traits>
 
 namespace kelmidi {
@@ -44,6 +46,20 @@ TEST(MidiMessage, IsEmptyAndToBeSentAtOnceByDefault)
 
     EXPECT_EQ(message.timeStamp, 0U);
     EXPECT_EQ(message.data.length, 0U);
+}
+
+TEST(MidiMessage, DoesNotTouchItsBytesByDefault)
+{
+    alignas(MidiMessage) unsigned char memory[sizeof(MidiMessage)];
+    std::memset(memory, 0xAA, sizeof(memory));
+
+    const MidiMessage& message = *new (memory) MidiMessage();
+
+    EXPECT_EQ(message.timeStamp, 0U);
+    EXPECT_EQ(message.data.length, 0U);
+    // The memory, since the bytes of the message mean nothing.
+    const unsigned char* bytes = memory + offsetof(MidiMessage, data);
+    EXPECT_TRUE(std::all_of(bytes, bytes + 256, [](unsigned char byte) { return byte == 0xAA; }));
 }
 
 TEST(MidiMessage, CopiesItsBytesWithTimeStampZero)

@@ -3,6 +3,7 @@
 #include <boost/smart_ptr/make_shared.hpp>
 #include <gmock/gmock.h>
 
+#include <type_traits>
 #include <utility>
 
 namespace kelmidi {
@@ -27,6 +28,10 @@ Port MakePort(const UTF16String& id)
 {
     return boost::make_shared<StandIn>(id);
 }
+
+// So that a vector of lists moves them.
+static_assert(std::is_nothrow_move_constructible_v<List>);
+static_assert(std::is_nothrow_move_assignable_v<List>);
 
 List MakeList()
 {

@@ -7,6 +7,8 @@
 
 #include <gmock/gmock.h>
 
+#include <type_traits>
+
 namespace kelmidi {
 namespace {
 
@@ -37,6 +39,15 @@ public:
     bool IsConnected() const override { return false; }
     bool SendMidiMessage(const MidiMessage&) override { return true; }
 };
+
+template <typename Class>
+constexpr bool kIsCopyable
+    = std::is_copy_constructible_v<Class> || std::is_copy_assignable_v<Class>;
+static_assert(!kIsCopyable<MidiHost> && !kIsCopyable<MidiPortEnumerator>);
+static_assert(!kIsCopyable<PlainInputPort> && !kIsCopyable<PlainOutputPort>);
+static_assert(
+    std::is_base_of_v<kelcore::utility::RefCountedObject,
+        MidiHost> && std::is_base_of_v<kelcore::utility::RefCountedObject, MidiPort> && std::is_base_of_v<kelcore::utility::RefCountedObject, MidiPortEnumerator>);
 
 TEST(MidiPort, SaysWhatItWasMadeWith)
 {
@@ -138,6 +149,9 @@ TEST(VirtualSlots, StandInTheirBindingOrder)
     EXPECT_EQ(VirtualSlot(&MidiOutputPort::SendMidiMessage), 8U);
     EXPECT_EQ(VirtualSlot(&MidiOutputPort::CanUseTimeStamp), 9U);
     EXPECT_EQ(VirtualSlot(&MidiOutputPort::IsSoftwareInstrument), 10U);
+    EXPECT_EQ(VirtualSlot(&MidiHost::AddRefCount), 0U);
+    EXPECT_EQ(VirtualSlot(&MidiHost::ReleaseRefCount), 1U);
+    EXPECT_EQ(VirtualSlot(&MidiPortEnumerator::AddRefCount), 0U);
     EXPECT_EQ(VirtualSlot(&MidiPortEnumerator::EnumInputPorts), 4U);
     EXPECT_EQ(VirtualSlot(&MidiPortEnumerator::EnumOutputPorts), 5U);
     EXPECT_EQ(VirtualSlot(&MidiListener::HandleMidiMessage), 0U);

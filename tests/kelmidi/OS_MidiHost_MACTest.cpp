@@ -6,6 +6,9 @@
 #include "mediaio/kelmidi/src/MidiPort.h"
 #include "mediaio/kelmidi/src/mac/MidiPort_MAC.h"
 
+#include <boost/smart_ptr/make_shared.hpp>
+#include <boost/smart_ptr/weak_ptr.hpp>
+
 namespace kelmidi {
 namespace {
 
@@ -55,6 +58,27 @@ TEST_F(OS_MidiHostTest, OpensAClientWithTwoPortsAndClosesThemInReverse)
     EXPECT_EQ(osHost.GetInPort(), kInPort);
     EXPECT_EQ(osHost.GetOutPort(), kOutPort);
     host.reset();
+}
+
+TEST_F(OS_MidiHostTest, KeepsItsSetupChangedFunctionUntilTheServiceIsClosed)
+{
+    auto token = boost::make_shared<int>(0);
+    const boost::weak_ptr<int> watch = token;
+    EXPECT_CALL(mService, ClientCreate(_, _, _, _));
+    EXPECT_CALL(mService, InputPortCreate(_, _, _, _, _));
+    EXPECT_CALL(mService, OutputPortCreate(_, _, _));
+    boost::intrusive_ptr<MidiHost> host = MidiHostCreate(u"a client");
+    host->SetMidiSetupChangedFunction([token] {});
+    token.reset();
+    EXPECT_CALL(mService, PortDispose(_)).Times(2);
+    EXPECT_CALL(mService, ClientDispose(_)).WillOnce([&watch](MIDIClientRef) {
+        EXPECT_FALSE(watch.expired()) << "a notice may still be on its way";
+        return 0;
+    });
+
+    host.reset();
+
+    EXPECT_TRUE(watch.expired());
 }
 
 TEST_F(OS_MidiHostTest, CarriesOnWithHandlesOfZeroWhereTheServiceRefuses)
@@ -181,6 +205,25 @@ TEST_F(ReadCallbackTest, ReturnsWhereNoPortBelongsToTheConnection)
     list.Add(0, {0xF8});
 
     mReadProc(list.Get(), nullptr, nullptr);
+}
+
+TEST_F(ReadCallbackTest, TakesAReferenceOfItsOwn)
+{
+    PacketListBytes list;
+    list.Add(0, {0xF8});
+    ExpectProperties(kSource, u"a source", 5);
+    EXPECT_CALL(mService, PortConnectSource(kInPort, kSource, _)).WillOnce(Return(0));
+    bool destroyed = false;
+    EXPECT_CALL(mService, PortDisconnectSource(kInPort, kSource)).WillOnce([&](auto, auto) {
+        destroyed = true;
+        return 0;
+    });
+    auto* port = new CoreMidiInputPort(kInPort, kSource, 0); // nobody holds it yet
+    port->Connect();
+
+    mReadProc(list.Get(), nullptr, port);
+
+    EXPECT_TRUE(destroyed) << "the callback's own reference was not the last one";
 }
 
 TEST_F(ReadCallbackTest, GivesItsReferenceBack)

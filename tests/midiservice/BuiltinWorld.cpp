@@ -2,6 +2,8 @@
 
 #include "tests/midiservice/Worlds.h"
 
+#include <KorvaMIDIService/KorvaMIDIService.h>
+
 namespace midiservice::test {
 
 namespace {
@@ -35,6 +37,14 @@ public:
     void ConnectTo(const std::string& virtualDestination) override
     {
         mDestinations.push_back(FindDestination(virtualDestination));
+    }
+
+    // There are no other programs; one in this process is to look past what is hidden.
+    bool SeesNoMore(const std::string& virtualEndpoint) override
+    {
+        const MIDIEndpointRef source = FindSource(virtualEndpoint);
+        return KorvaMIDIServiceIsHidden(source != 0 ? source : FindDestination(virtualEndpoint))
+            != 0;
     }
 
 private:

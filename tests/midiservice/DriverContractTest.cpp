@@ -144,6 +144,60 @@ TEST_P(DriverContract, LetsThePeerHearAVirtualSource)
     EXPECT_EQ(mPeer->Received().WaitFor(1), std::vector<Bytes>{kPlay});
 }
 
+TEST_P(DriverContract, SendsFromAVirtualSourceAtItsTime)
+{
+    const MIDIEndpointRef source = mClient->MakeSource("Own Source");
+    mPeer->ConnectFrom("Own Source");
+    const HostTime due = Now() + 100 * kMillisecond;
+
+    ASSERT_EQ(KorvaMIDIServiceSendFrom(source, Packets().Add(kLocate, due)), 0);
+    ASSERT_EQ(KorvaMIDIServiceSendFrom(source, Packets{kStop}), 0);
+
+    const auto arrivals = mPeer->Received().WaitForArrivals(2);
+    ASSERT_EQ(arrivals.size(), 2U);
+    EXPECT_EQ(arrivals[0].bytes, kStop);
+    EXPECT_EQ(arrivals[1].bytes, kLocate);
+    EXPECT_GE(arrivals[1].time, due - mWorld->MostEarly());
+}
+
+TEST_P(DriverContract, DropsWhatAVirtualSourceHasScheduledWhenItIsFlushed)
+{
+    const MIDIEndpointRef source = mClient->MakeSource("Own Source");
+    const MIDIEndpointRef other = mClient->MakeSource("Other Source");
+    mPeer->ConnectFrom("Own Source");
+    const HostTime due = Now() + 60 * kMillisecond;
+
+    ASSERT_EQ(KorvaMIDIServiceSendFrom(source, Packets().Add(kLocate, due)), 0);
+    ASSERT_EQ(KorvaMIDIServiceFlushSource(source), 0);
+    ASSERT_EQ(KorvaMIDIServiceSendFrom(source, Packets().Add(kPlay, due)), 0);
+    ASSERT_EQ(KorvaMIDIServiceFlushSource(other), 0);
+
+    EXPECT_EQ(mPeer->Received().WaitFor(1), std::vector<Bytes>{kPlay});
+    EXPECT_EQ(KorvaMIDIServiceFlushSource(mDestination), kMIDIUnknownEndpoint);
+}
+
+TEST_P(DriverContract, KeepsAHiddenEndpointForItsOwnProcess)
+{
+    Inbox inbox;
+    const MIDIEndpointRef source = mClient->MakeSource("Own Source");
+    const MIDIEndpointRef destination = mClient->MakeDestination("Own Destination", inbox);
+    ASSERT_EQ(KorvaMIDIServiceHide(source), 0);
+    ASSERT_EQ(KorvaMIDIServiceHide(destination), 0);
+    ASSERT_EQ(MIDIPortConnectSource(mClient->in, source, nullptr), 0);
+
+    ASSERT_EQ(MIDIReceived(source, Packets{kStop}), 0);
+    ASSERT_EQ(MIDISend(mClient->out, destination, Packets{kPlay}), 0);
+
+    EXPECT_EQ(mClient->inbox.WaitFor(1), std::vector<Bytes>{kStop});
+    EXPECT_EQ(inbox.WaitFor(1), std::vector<Bytes>{kPlay});
+    EXPECT_NE(KorvaMIDIServiceIsHidden(source), 0);
+    EXPECT_EQ(KorvaMIDIServiceIsHidden(mSource), 0);
+    EXPECT_EQ(KorvaMIDIServiceHide(0), kMIDIUnknownEndpoint);
+    EXPECT_EQ(FindDestination("Own Destination"), destination);
+    EXPECT_TRUE(mPeer->SeesNoMore("Own Source"));
+    EXPECT_TRUE(mPeer->SeesNoMore("Own Destination"));
+}
+
 TEST_P(DriverContract, LetsThePeerSendToAVirtualDestination)
 {
     Inbox inbox;

@@ -269,6 +269,30 @@ TEST_F(JackDriverTest, GivesAVirtualEndpointTheIDThatOtherProgramsKnowItBy)
     EXPECT_EQ(IDOf(source), UniqueID({"jack", Direction::Source, "Deck", "MTC", ""}));
 }
 
+// A server takes a name once for each client, whichever way the port goes.
+TEST_F(JackDriverTest, KnowsEndpointsOfOneNameByTheNamesThatTheServerGivesThem)
+{
+    TestClient client("Deck");
+    const MIDIEndpointRef first = client.MakeSource("Twin");
+    Inbox inbox;
+    const MIDIEndpointRef second = client.MakeDestination("Twin", inbox);
+    mServer.Start();
+    ASSERT_TRUE(WaitUntilRunning());
+    const MIDIEndpointRef third = client.MakeSource("Twin");
+
+    EXPECT_EQ(IDOf(first), UniqueID({"jack", Direction::Source, "Deck", "Twin", ""}));
+    EXPECT_EQ(IDOf(second), UniqueID({"jack", Direction::Destination, "Deck", "Twin 2", ""}));
+    EXPECT_EQ(IDOf(third), UniqueID({"jack", Direction::Source, "Deck", "Twin 3", ""}));
+    EXPECT_FALSE(KorvaMIDIServiceIsAmbiguous(third));
+    JackPeer peer("PEER");
+    peer.ConnectFrom("Deck:Twin 3");
+    ASSERT_EQ(MIDIReceived(third, Packets{kPlay}), 0);
+    EXPECT_EQ(peer.Received().WaitFor(1), std::vector<Bytes>{kPlay});
+    peer.ConnectTo("Deck:Twin 2");
+    peer.Send({kPlay});
+    EXPECT_EQ(inbox.WaitFor(1), std::vector<Bytes>{kPlay});
+}
+
 TEST_F(JackDriverTest, DoesNotListItsOwnPorts)
 {
     mServer.Start();

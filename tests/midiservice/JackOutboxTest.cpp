@@ -1,5 +1,7 @@
 #include "mediaio/midiservice/src/jack/JackOutbox.h"
 
+#include "mediaio/midiservice/src/jack/JackClient.h"
+
 #include "tests/midiservice/Clients.h"
 
 #include <map>
@@ -104,6 +106,14 @@ protected:
     std::size_t mFlushed = 0;
 };
 
+TEST(JackCycleLength, IsThatOfTheSamplesWhereTheServerExpectsTheEndBeforeTheBeginning)
+{
+    EXPECT_EQ(JackCycleLength(1'000'000, 3'666'667, 128, 48000), 2'666'667U);
+    EXPECT_EQ(JackCycleLength(1'000'000, 999'000, 480, 48000), 10'000'000U);
+    EXPECT_EQ(JackCycleLength(1'000'000, 1'000'000, 480, 48000), 10'000'000U);
+    EXPECT_EQ(JackCycleLength(1'000'000, 1'000'000, 1, 0), 1'000'000'000U);
+}
+
 TEST_F(JackOutboxTest, WritesEachMessageAtItsFrame)
 {
     Put({3}, 1050);
@@ -122,6 +132,29 @@ TEST_F(JackOutboxTest, WritesWhatIsPastAtOnce)
     Put({1}, 500);
 
     EXPECT_EQ(Write(), (Events{{0, 0, {1}}}));
+}
+
+TEST_F(JackOutboxTest, HasLeftOnlyWhenTheCycleThatWroteTheLastIsOver)
+{
+    EXPECT_FALSE(mOutbox->HasUnsent());
+    Put({1});
+    Put({2}, 1150);
+    Write();
+    Write(4096, 1100);
+
+    EXPECT_TRUE(mOutbox->HasUnsent()) << "its readers may not have seen it yet";
+    Write(4096, 1200);
+    EXPECT_FALSE(mOutbox->HasUnsent());
+}
+
+TEST_F(JackOutboxTest, HasNothingToSendWhereItWasFlushed)
+{
+    Put({1}, 1050);
+    ++mEpoch;
+    Write();
+    Write(4096, 1100);
+
+    EXPECT_FALSE(mOutbox->HasUnsent());
 }
 
 TEST_F(JackOutboxTest, KeepsTheOrderOfEqualTimes)

@@ -4,6 +4,7 @@
 //   JackProgram peer NAME   does what the lines of its standard input say, and answers each
 //       send F0 01 F7,F8      each as an event, in one cycle       -> ok
 //       from TEXT, to TEXT    connects with the port that has the text in its name
+//       sees TEXT             is there a port that has the text in its name?
 //                                                                  -> ok, or failed
 //     Whatever it receives:   event SAMPLE-TIME TIME F0 01 F7      (nanoseconds)
 
@@ -150,6 +151,8 @@ bool Obey(const std::string& line)
         return Connect(sIn, FindPort(argument, JackPortIsOutput));
     if (command == "to")
         return Connect(sOut, FindPort(argument, JackPortIsInput));
+    if (command == "sees")
+        return !FindPort(argument, 0).empty();
     Send(argument);
     return true;
 }

@@ -193,13 +193,20 @@ void JackPeer::Listen()
     }
 }
 
-void JackPeer::Command(const std::string& line)
+std::string JackPeer::Ask(const std::string& line)
 {
     mProgram.Write(line);
     std::unique_lock lock(mMutex);
-    EXPECT_TRUE(mAnswered.wait_for(lock, kDeadline, [this] { return !mAnswers.empty(); }));
-    EXPECT_EQ(mAnswers, std::vector<std::string>{"ok"}) << line;
+    if (!mAnswered.wait_for(lock, kDeadline, [this] { return !mAnswers.empty(); }))
+        return "no answer";
+    const std::string answer = mAnswers.front();
     mAnswers.clear();
+    return answer;
+}
+
+void JackPeer::Command(const std::string& line)
+{
+    EXPECT_EQ(Ask(line), "ok") << line;
 }
 
 void JackPeer::Send(const std::vector<Bytes>& units)
@@ -222,6 +229,17 @@ void JackPeer::ConnectFrom(const std::string& virtualSource)
 void JackPeer::ConnectTo(const std::string& virtualDestination)
 {
     Command("to " + virtualDestination);
+}
+
+bool JackPeer::SeesNoMore(const std::string& virtualEndpoint)
+{
+    const auto end = std::chrono::steady_clock::now() + kDeadline;
+    while (Ask("sees " + virtualEndpoint) == "ok") {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
 }
 
 } // namespace midiservice::test

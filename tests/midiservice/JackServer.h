@@ -103,8 +103,11 @@ public:
     Inbox& Received() override { return mReceived; }
     void ConnectFrom(const std::string& virtualSource) override;
     void ConnectTo(const std::string& virtualDestination) override;
+    bool SeesNoMore(const std::string& virtualEndpoint) override;
 
 private:
+    /// The answer: "ok" or "failed".
+    std::string Ask(const std::string& line);
     void Command(const std::string& line);
     void Listen();
 

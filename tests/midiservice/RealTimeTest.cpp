@@ -7,11 +7,12 @@
 #include "tests/midiservice/Worlds.h"
 
 #include <atomic>
-#include <cstdlib>
-#include <new>
+#include <cstddef>
+#include <mutex>
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <unistd.h>
 
 namespace {
 
@@ -19,24 +20,37 @@ thread_local bool sIsWatched = false;
 std::atomic<int> sAllocations{0};
 std::atomic<int> sLocks{0};
 
-} // namespace
-
-void* operator new(std::size_t size)
+void CountAllocation() noexcept
 {
     if (sIsWatched)
         sAllocations.fetch_add(1);
-    if (void* memory = std::malloc(size))
-        return memory;
-    throw std::bad_alloc();
 }
 
-void operator delete(void* memory) noexcept
+} // namespace
+
+// In place of the C library's for the whole program, `operator new` and shared libraries included.
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* memory, std::size_t size);
+
+void* malloc(std::size_t size) noexcept
 {
-    std::free(memory);
+    CountAllocation();
+    return __libc_malloc(size);
 }
-void operator delete(void* memory, std::size_t) noexcept
+
+void* calloc(std::size_t count, std::size_t size) noexcept
 {
-    std::free(memory);
+    CountAllocation();
+    return __libc_calloc(count, size);
+}
+
+void* realloc(void* memory, std::size_t size) noexcept
+{
+    CountAllocation();
+    return __libc_realloc(memory, size);
+}
 }
 
 extern "C" int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept
@@ -127,6 +141,32 @@ TEST_F(RealTime, TheReceiveThreadNeitherAllocatesNorLocks)
     }
     watch.WaitForBytes(1 + kRounds * 708);
     heard.WaitForBytes(kRounds * 707);
+
+    EXPECT_EQ(sAllocations.load(), 0);
+    EXPECT_EQ(sLocks.load(), 0);
+}
+
+TEST_F(RealTime, TheReceiveThreadNeitherAllocatesNorLocksOnAlsa)
+{
+    if (access("/dev/snd/seq", R_OK | W_OK) != 0)
+        GTEST_SKIP() << "this kernel has no ALSA sequencer; scripts/check-vm runs this under one";
+    const ScopedService service("alsa");
+    Watch heard;
+    TestClient client;
+    MIDIPortRef port = 0;
+    ASSERT_EQ(MIDIInputPortCreate(client.client, CFSTR("heard"), &Watch::Read, &heard, &port), 0);
+    const MIDIEndpointRef destination = FindDestination("Midi Through");
+    ASSERT_EQ(MIDIPortConnectSource(port, FindSource("Midi Through"), nullptr), 0);
+    ASSERT_EQ(MIDISend(client.out, destination, Packets{{0xFE}}), 0);
+    heard.WaitForBytes(1); // from now on the destination is set up
+    StartCounting();
+
+    const Packets messages{{0xF0, 1}, {2, 0xF7}, {0x90, 1, 2}, SysEx(700)};
+    constexpr int kRounds = 100;
+    for (int round = 0; round < kRounds; ++round) {
+        MIDISend(client.out, destination, messages);
+        heard.WaitForBytes(1 + (round + 1) * 707);
+    }
 
     EXPECT_EQ(sAllocations.load(), 0);
     EXPECT_EQ(sLocks.load(), 0);

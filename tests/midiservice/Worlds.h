@@ -27,6 +27,8 @@ public:
     /// Hears a virtual source of the program under test, or sends to its virtual destination.
     virtual void ConnectFrom(const std::string& virtualSource) = 0;
     virtual void ConnectTo(const std::string& virtualDestination) = 0;
+    /// Whether an endpoint of the program under test is out of sight, now or soon.
+    virtual bool SeesNoMore(const std::string& virtualEndpoint) = 0;
 };
 
 /// While it exists, KEL_MIDI_SERVICE selects the driver and what the driver needs is running.

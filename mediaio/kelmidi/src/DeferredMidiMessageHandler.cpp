@@ -80,6 +80,9 @@ private:
 };
 
 // Returns whether a pass must be asked for: else one is pending or running and will come to it.
+// What is written before its pass begins shares that pass. A pass that keeps up with the sender
+// empties the ring between two messages, and then each of them asks: deliberate, since a pass that
+// has just found the ring empty will not look again.
 bool DeferredMidiMessageHandler::Delivery::Queue(const MidiMessage& message) noexcept
 {
     mRing.Fill(mRing.Claim(), message);

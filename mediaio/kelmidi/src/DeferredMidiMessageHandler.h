@@ -16,9 +16,10 @@ namespace kelmidi {
 
 class MidiListener;
 
-/// One per input port. One thread at a time queues; passes never overlap. A burst costs one pass,
-/// and a burst of more than 4096 messages overwrites its own beginning: deliberate, since the
-/// newest messages are the ones that matter.
+/// One per input port. One thread at a time queues; passes never overlap. A burst that is written
+/// before its pass begins costs that one pass; against a pass that keeps up with the sender, one is
+/// asked for whenever the ring was empty, and at most one waits. A burst of more than 4096 messages
+/// overwrites its own beginning: deliberate, since the newest messages are the ones that matter.
 class DeferredMidiMessageHandler {
 public:
     /// Delivers on the CPU-bound executor. `portTag` goes to every listener.

@@ -42,7 +42,8 @@ private:
 /// One MIDI message, or several, or a piece of one: as many bytes as arrived or leave together.
 /// [any thread, real-time]
 struct MidiMessage {
-    MidiMessage() noexcept = default;
+    /// Empty. Not defaulted: `MidiMessage()` would then fill all the bytes with zeros.
+    MidiMessage() noexcept {} // NOLINT(modernize-use-equals-default)
     /// Empty where `length` exceeds 256. `bytes` is not read where `length` is 0.
     MidiMessage(const unsigned char* bytes, unsigned long length) noexcept;
     MidiMessage(const unsigned char* bytes,

@@ -164,6 +164,10 @@ public:
     /// Takes one message, never waits. [receive, real-time]
     virtual SendResult Send(const OutgoingMessage& message) noexcept = 0;
 
+    /// True while something that Send took and that can still leave has not left.
+    /// [host, may block]
+    virtual bool HasUnsent() const { return false; }
+
     /// Drops what Send took for this endpoint and is not due yet, for drivers that hand
     /// scheduled messages on and cannot look at the epochs any more. [receive, real-time]
     virtual void Flush(EndpointKey /*endpoint*/) noexcept {}

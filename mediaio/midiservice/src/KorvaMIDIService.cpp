@@ -35,8 +35,40 @@ void KorvaMIDIServiceGetCounters(KorvaMIDIServiceCounters* counters)
     counters->sysExSplit = counted.sysExSplit.load();
 }
 
+Boolean KorvaMIDIServiceHasUnsent()
+{
+    Service* service = RunningService();
+    return service != nullptr && service->HasUnsent() ? 1 : 0;
+}
+
 Boolean KorvaMIDIServiceIsAmbiguous(MIDIEndpointRef endpoint)
 {
     EndpointInfo info;
     return SharedService().GetEndpointInfo(endpoint, info) && info.isAmbiguous ? 1 : 0;
+}
+
+OSStatus KorvaMIDIServiceHide(MIDIEndpointRef endpoint)
+{
+    return Guarded([&] { return SharedService().Hide(endpoint); });
+}
+
+Boolean KorvaMIDIServiceIsHidden(MIDIEndpointRef endpoint)
+{
+    EndpointInfo info;
+    return SharedService().GetEndpointInfo(endpoint, info) && info.isHidden ? 1 : 0;
+}
+
+OSStatus KorvaMIDIServiceSendFrom(MIDIEndpointRef source, const MIDIPacketList* packets)
+{
+    if (packets == nullptr)
+        return kParameterError;
+    Service* service = RunningService();
+    return service != nullptr ? service->Received(source, *packets, Timing::WhenDue)
+                              : kMIDIUnknownEndpoint;
+}
+
+OSStatus KorvaMIDIServiceFlushSource(MIDIEndpointRef source)
+{
+    Service* service = RunningService();
+    return service != nullptr ? service->FlushSource(source) : kMIDIUnknownEndpoint;
 }

@@ -16,18 +16,6 @@ constinit const __CFString sName{u"name"};
 constinit const __CFString sDisplayName{u"displayName"};
 constinit const __CFString sUniqueID{u"uniqueID"};
 
-/// What `operation` answers, or the code of what it threw.
-template <typename Operation> OSStatus Guarded(Operation operation) noexcept
-{
-    try {
-        return operation();
-    } catch (const std::bad_alloc&) {
-        return kNoRoomError;
-    } catch (const std::exception&) {
-        return kMIDIServerStartErr;
-    }
-}
-
 bool Is(CFStringRef property, const __CFString& known)
 {
     return property->text == known.text;
@@ -144,7 +132,8 @@ OSStatus MIDIReceived(MIDIEndpointRef source, const MIDIPacketList* packets)
     if (packets == nullptr)
         return kParameterError;
     Service* service = RunningService();
-    return service != nullptr ? service->Received(source, *packets) : kMIDIUnknownEndpoint;
+    return service != nullptr ? service->Received(source, *packets, Timing::AtOnce)
+                              : kMIDIUnknownEndpoint;
 }
 
 OSStatus MIDISend(MIDIPortRef port, MIDIEndpointRef destination, const MIDIPacketList* packets)

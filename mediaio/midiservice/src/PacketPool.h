@@ -22,12 +22,18 @@ struct Packet {
     HostTime stamp = 0;            // what the receiver is told
     MIDIObjectRef origin = 0;      // an output port, or a virtual source
     MIDIObjectRef destination = 0; // 0 for what a virtual source sends
-    std::uint32_t epoch = 0;       // the destination's flush epoch at sending
+    std::uint32_t epoch = 0;       // of EndpointOf(*this), when it was sent
     PacketIndex next = kNoPacket;  // the rest of one call's packets
     std::uint16_t length = 0;
     Piece piece = Piece::Message;
     std::array<std::uint8_t, kMaxPieceBytes> bytes{};
 };
+
+/// The endpoint that the packet belongs to: where it goes, or whose it is.
+inline MIDIEndpointRef EndpointOf(const Packet& packet) noexcept
+{
+    return packet.destination != 0 ? packet.destination : packet.origin;
+}
 
 class PacketPool {
 public:
@@ -46,8 +52,10 @@ public:
         std::uint64_t head = mHead.load();
         while (IndexOf(head) != kNoPacket) {
             const PacketIndex next = mNextFree[IndexOf(head)].load();
-            if (mHead.compare_exchange_weak(head, WithTag(next, head)))
+            if (mHead.compare_exchange_weak(head, WithTag(next, head))) {
+                mTaken.fetch_add(1);
                 return IndexOf(head);
+            }
         }
         return kNoPacket;
     }
@@ -59,7 +67,11 @@ public:
         do
             mNextFree[packet].store(IndexOf(head));
         while (!mHead.compare_exchange_weak(head, WithTag(packet, head)));
+        mTaken.fetch_sub(1);
     }
+
+    /// [any, real-time]
+    bool IsAnyTaken() const noexcept { return mTaken.load() != 0; }
 
     Packet& operator[](PacketIndex packet) noexcept { return mPackets[packet]; }
 
@@ -79,6 +91,7 @@ private:
     std::array<Packet, kCapacity> mPackets{};
     std::array<std::atomic<PacketIndex>, kCapacity> mNextFree{};
     std::atomic<std::uint64_t> mHead{0};
+    std::atomic<std::int32_t> mTaken{0}; // written by whoever takes or gives
     static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
 };
 

@@ -101,7 +101,7 @@ public:
     {
         Packet message;
         message.time = mPacket.time;
-        message.origin = mPacket.destination != 0 ? mPacket.origin : 0;
+        message.origin = mPacket.origin;
         message.destination = mPacket.destination;
         message.epoch = mPacket.epoch;
         message.length = static_cast<std::uint16_t>(length);
@@ -217,15 +217,17 @@ void ReceiveThread::Wake() noexcept
 
 // ------------------------------------------------------------------ callers' threads
 
-bool ReceiveThread::TrySend(
-    MIDIObjectRef origin, MIDIEndpointRef destination, const MIDIPacketList& packets) noexcept
+bool ReceiveThread::TrySend(MIDIObjectRef origin,
+    MIDIEndpointRef destination,
+    const MIDIPacketList& packets,
+    Timing timing) noexcept
 {
     Packet common;
     common.origin = origin;
     common.destination = destination;
-    common.epoch = mHandles.FlushEpoch(destination).load();
+    common.epoch = mHandles.FlushEpoch(EndpointOf(common)).load();
     PacketIndex first = kNoPacket;
-    const bool fits = Chain(packets, common, first);
+    const bool fits = Chain(packets, common, timing, first);
     if (fits && first == kNoPacket)
         return true;
     if (!fits || !mRequests.push({first, 0})) {
@@ -238,12 +240,12 @@ bool ReceiveThread::TrySend(
 }
 
 bool ReceiveThread::Chain(
-    const MIDIPacketList& packets, const Packet& common, PacketIndex& first) noexcept
+    const MIDIPacketList& packets, const Packet& common, Timing timing, PacketIndex& first) noexcept
 {
     PacketIndex* tail = &first;
     const MIDIPacket* packet = &packets.packet[0];
     for (UInt32 index = 0; index < packets.numPackets; ++index) {
-        tail = ChainPacket(*packet, common, tail);
+        tail = ChainPacket(*packet, common, timing, tail);
         if (tail == nullptr)
             return false;
         packet = MIDIPacketNext(packet);
@@ -252,7 +254,7 @@ bool ReceiveThread::Chain(
 }
 
 PacketIndex* ReceiveThread::ChainPacket(
-    const MIDIPacket& packet, const Packet& common, PacketIndex* tail) noexcept
+    const MIDIPacket& packet, const Packet& common, Timing timing, PacketIndex* tail) noexcept
 {
     const HostTime stamp = packet.timeStamp;
     const HostTime now = Now();
@@ -264,7 +266,7 @@ PacketIndex* ReceiveThread::ChainPacket(
         *tail = index;
         Packet& part = mPool[index];
         const std::size_t length = PieceLength(bytes, left);
-        part.time = common.destination != 0 && stamp > now ? stamp : 0;
+        part.time = timing == Timing::WhenDue && stamp > now ? stamp : 0;
         part.stamp = stamp != 0 ? stamp : now;
         part.origin = common.origin;
         part.destination = common.destination;
@@ -288,10 +290,10 @@ void ReceiveThread::GiveChain(PacketIndex first) noexcept
     }
 }
 
-void ReceiveThread::Flush(MIDIEndpointRef destination) noexcept
+void ReceiveThread::Flush(MIDIEndpointRef endpoint) noexcept
 {
-    mHandles.FlushEpoch(destination).fetch_add(1);
-    if (mRequests.push({kNoPacket, destination}))
+    mHandles.FlushEpoch(endpoint).fetch_add(1);
+    if (mRequests.push({kNoPacket, endpoint}))
         Wake();
 }
 
@@ -372,7 +374,7 @@ void ReceiveThread::TakePackets(PacketIndex first) noexcept
 HostTime ReceiveThread::Lookahead(const Packet& packet) noexcept
 {
     const Pass pass(mGate);
-    const Route* route = mRoutes.load()->Find(packet.destination);
+    const Route* route = mRoutes.load()->Find(EndpointOf(packet));
     return route != nullptr && route->isOutside ? mDriver->Lookahead() : 0;
 }
 
@@ -390,10 +392,10 @@ void ReceiveThread::SendWhatIsDue() noexcept
 
 bool ReceiveThread::IsFlushed(const Packet& packet) const noexcept
 {
-    return packet.time != 0 && mHandles.FlushEpoch(packet.destination).load() != packet.epoch;
+    return packet.time != 0 && mHandles.FlushEpoch(EndpointOf(packet)).load() != packet.epoch;
 }
 
-void ReceiveThread::DropFlushed(MIDIEndpointRef destination) noexcept
+void ReceiveThread::DropFlushed(MIDIEndpointRef endpoint) noexcept
 {
     mSchedule.Remove([&](PacketIndex index) { return IsFlushed(mPool[index]); },
         [&](PacketIndex index) {
@@ -401,7 +403,7 @@ void ReceiveThread::DropFlushed(MIDIEndpointRef destination) noexcept
             mPool.Give(index);
         });
     const Pass pass(mGate);
-    const Route* route = mRoutes.load()->Find(destination);
+    const Route* route = mRoutes.load()->Find(endpoint);
     if (route != nullptr && route->isOutside)
         mDriver->Flush(route->key);
 }
@@ -409,8 +411,7 @@ void ReceiveThread::DropFlushed(MIDIEndpointRef destination) noexcept
 void ReceiveThread::Emit(const Packet& packet) noexcept
 {
     const Pass pass(mGate);
-    const MIDIEndpointRef endpoint = packet.destination != 0 ? packet.destination : packet.origin;
-    const Route* route = mRoutes.load()->Find(endpoint);
+    const Route* route = mRoutes.load()->Find(EndpointOf(packet));
     if (route == nullptr) {
         Count(mCounters.refused);
         return;
@@ -446,19 +447,19 @@ void ReceiveThread::OnReceived(PortKey port,
 // True when the message is dealt with, false when it has to be offered again.
 bool ReceiveThread::Offer(EndpointKey endpoint, const Packet& message) noexcept
 {
-    if (message.destination != 0 && IsFlushed(message)) {
+    if (IsFlushed(message)) {
         Count(mCounters.flushed);
         return true;
     }
     OutgoingMessage outgoing;
-    outgoing.port = message.origin;
+    outgoing.port = message.destination != 0 ? message.origin : 0;
     outgoing.endpoint = endpoint;
     outgoing.time = message.time;
     outgoing.bytes = message.bytes.data();
     outgoing.length = message.length;
     outgoing.piece = message.piece;
     outgoing.epoch = message.epoch;
-    outgoing.currentEpoch = &mHandles.FlushEpoch(message.destination);
+    outgoing.currentEpoch = &mHandles.FlushEpoch(EndpointOf(message));
     const SendResult result = mDriver->Send(outgoing);
     if (result == SendResult::Taken)
         Count(mCounters.sent);

@@ -21,6 +21,9 @@
 
 namespace midiservice {
 
+/// When a packet goes whose time stamp lies ahead.
+enum class Timing : std::uint8_t { WhenDue, AtOnce };
+
 class ReceiveThread {
 public:
     explicit ReceiveThread(HandleTable& handles);
@@ -34,12 +37,14 @@ public:
 
     /// Takes all packets of the list or none. `destination` is 0 for what a virtual source
     /// sends. False when there is no room. [any, real-time]
-    bool TrySend(
-        MIDIObjectRef origin, MIDIEndpointRef destination, const MIDIPacketList& packets) noexcept;
+    bool TrySend(MIDIObjectRef origin,
+        MIDIEndpointRef destination,
+        const MIDIPacketList& packets,
+        Timing timing) noexcept;
 
-    /// Drops what is scheduled for the destination; what was sent at once still goes.
-    /// [any, real-time]
-    void Flush(MIDIEndpointRef destination) noexcept;
+    /// Drops what is scheduled for the destination, or by the virtual source; what was sent at
+    /// once still goes. [any, real-time]
+    void Flush(MIDIEndpointRef endpoint) noexcept;
 
     /// Replaces who gets what. The receive thread may see the old table until Synchronise
     /// has returned. Under the registry's lock. [host, may block]
@@ -62,6 +67,8 @@ public:
     void Wake() noexcept;
 
     Counters& GetCounters() noexcept { return mCounters; }
+    /// Something that clients sent has not been handed on yet. [any, real-time]
+    bool HasUnsent() const noexcept { return mPool.IsAnyTaken(); }
 
 private:
     class LocalSink;
@@ -73,9 +80,12 @@ private:
         MIDIEndpointRef flush;
     };
 
-    bool Chain(const MIDIPacketList& packets, const Packet& common, PacketIndex& first) noexcept;
+    bool Chain(const MIDIPacketList& packets,
+        const Packet& common,
+        Timing timing,
+        PacketIndex& first) noexcept;
     PacketIndex* ChainPacket(
-        const MIDIPacket& packet, const Packet& common, PacketIndex* tail) noexcept;
+        const MIDIPacket& packet, const Packet& common, Timing timing, PacketIndex* tail) noexcept;
     void GiveChain(PacketIndex first) noexcept;
 
     void Run() noexcept;
@@ -86,7 +96,7 @@ private:
     HostTime Lookahead(const Packet& packet) noexcept;
     void SendWhatIsDue() noexcept;
     bool IsFlushed(const Packet& packet) const noexcept;
-    void DropFlushed(MIDIEndpointRef destination) noexcept;
+    void DropFlushed(MIDIEndpointRef endpoint) noexcept;
     void Emit(const Packet& packet) noexcept;
     bool Offer(EndpointKey endpoint, const Packet& message) noexcept;
     void Stall(EndpointKey endpoint, const Packet& message) noexcept;

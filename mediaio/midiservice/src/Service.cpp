@@ -283,6 +283,23 @@ OSStatus Service::DisposeEndpoint(MIDIEndpointRef endpoint)
     return kNoError;
 }
 
+OSStatus Service::Hide(MIDIEndpointRef endpoint)
+{
+    {
+        const std::lock_guard lock(mMutex);
+        Endpoint* found = Find(endpoint);
+        if (found == nullptr || found->client == 0)
+            return kMIDIUnknownEndpoint;
+        if (!found->info.isHidden)
+            mDriver->RemoveVirtual(found->key);
+        found->info.isHidden = true;
+        found->isOutside = false;
+        PublishRoutes();
+    }
+    Settle(true);
+    return kNoError;
+}
+
 // ------------------------------------------------------------------ endpoints
 
 Service::EndpointList& Service::ListOf(Direction direction)
@@ -439,16 +456,19 @@ OSStatus Service::Send(
         return kMIDIWrongEndpointType;
     if (!mHandles.IsValid(destination, HandleKind::Destination))
         return kMIDIUnknownEndpoint;
-    return mReceiveThread.TrySend(port, destination, packets) ? kNoError : kMIDIMessageSendErr;
+    return mReceiveThread.TrySend(port, destination, packets, Timing::WhenDue)
+        ? kNoError
+        : kMIDIMessageSendErr;
 }
 
-OSStatus Service::Received(MIDIEndpointRef source, const MIDIPacketList& packets) noexcept
+OSStatus Service::Received(
+    MIDIEndpointRef source, const MIDIPacketList& packets, Timing timing) noexcept
 {
     if (mHandles.IsValid(source, HandleKind::Destination))
         return kMIDIWrongEndpointType;
     if (!mHandles.IsValid(source, HandleKind::Source))
         return kMIDIUnknownEndpoint;
-    return mReceiveThread.TrySend(source, 0, packets) ? kNoError : kMIDIMessageSendErr;
+    return mReceiveThread.TrySend(source, 0, packets, timing) ? kNoError : kMIDIMessageSendErr;
 }
 
 OSStatus Service::Flush(MIDIEndpointRef destination)
@@ -462,6 +482,14 @@ OSStatus Service::Flush(MIDIEndpointRef destination)
     const std::lock_guard lock(mMutex);
     for (const auto& endpoint : mDestinations)
         mReceiveThread.Flush(endpoint->handle);
+    return kNoError;
+}
+
+OSStatus Service::FlushSource(MIDIEndpointRef source) noexcept
+{
+    if (!mHandles.IsValid(source, HandleKind::Source))
+        return kMIDIUnknownEndpoint;
+    mReceiveThread.Flush(source);
     return kNoError;
 }
 

@@ -28,6 +28,7 @@ struct EndpointInfo {
     std::string displayName;
     MIDIUniqueID uniqueID = 0;
     bool isAmbiguous = false;
+    bool isHidden = false;
 };
 
 /// Thrown by Service's constructor.
@@ -64,6 +65,8 @@ public:
         void* context,
         MIDIEndpointRef& destination);
     OSStatus DisposeEndpoint(MIDIEndpointRef endpoint);
+    /// From now on other programs do not see this virtual endpoint.
+    OSStatus Hide(MIDIEndpointRef endpoint);
 
     /// In the order in which they first appeared; the first are those present at the start.
     std::size_t CountEndpoints(Direction direction) const;
@@ -76,14 +79,19 @@ public:
     /// [any, real-time]
     OSStatus Send(
         MIDIPortRef port, MIDIEndpointRef destination, const MIDIPacketList& packets) noexcept;
-    OSStatus Received(MIDIEndpointRef source, const MIDIPacketList& packets) noexcept;
+    OSStatus Received(
+        MIDIEndpointRef source, const MIDIPacketList& packets, Timing timing) noexcept;
 
     /// 0 is every destination.
     OSStatus Flush(MIDIEndpointRef destination);
+    /// [any, real-time]
+    OSStatus FlushSource(MIDIEndpointRef source) noexcept;
 
     const char* DriverName() const noexcept { return mDriver->Name(); }
     DriverState State(std::string& reason) const;
     Counters& GetCounters() noexcept { return mReceiveThread.GetCounters(); }
+    /// Something sent is still on its way out. [host, may block]
+    bool HasUnsent() const { return mReceiveThread.HasUnsent() || mDriver->HasUnsent(); }
 
 private:
     struct Client {

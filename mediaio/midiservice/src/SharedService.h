@@ -16,4 +16,16 @@ Service* RunningService() noexcept;
 /// Ends it; the next use starts another. Nobody may be using it. [host, may block]
 void StopSharedService();
 
+/// What `operation` answers, or the code of what it threw.
+template <typename Operation> OSStatus Guarded(Operation operation) noexcept
+{
+    try {
+        return operation();
+    } catch (const std::bad_alloc&) {
+        return kNoRoomError;
+    } catch (const std::exception&) {
+        return kMIDIServerStartErr;
+    }
+}
+
 } // namespace midiservice

@@ -43,6 +43,8 @@ TEST(DeckStatus, SaysWhatItWaitsFor)
     EXPECT_THAT(StatusText(status), HasSubstr("out -13 (waiting for it)"));
     status.out.id.reset();
     EXPECT_THAT(StatusText(status), HasSubstr("out none"));
+    status.hasOwnPorts = true;
+    EXPECT_THAT(StatusText(status), HasSubstr("out own port"));
     status.waitsFor = "no server";
     EXPECT_THAT(StatusText(status), HasSubstr("jack: no server"));
 }

@@ -90,5 +90,27 @@ TEST_F(MidiPortsTest, AreListedWithIDDirectionAndName)
     EXPECT_EQ(FindEndpoint(UniqueIDOf(source), Destination), std::nullopt);
 }
 
+TEST_F(MidiPortsTest, AreNotListedWhenTheyAreHidden)
+{
+    MidiClient client("test");
+    const MIDIEndpointRef source = client.MakeSource("Inside");
+    HideEndpoint(source);
+
+    EXPECT_THAT(ListPorts(Source), Not(Contains(testing::Field(&MidiPort::name, "Inside"))));
+    EXPECT_EQ(FindEndpoint(UniqueIDOf(source), Source), source);
+    EXPECT_THROW(HideEndpoint(0), HostError);
+}
+
+TEST_F(MidiPortsTest, CarryOnePacketWithItsTime)
+{
+    const MIDIPacketList packets
+        = MakePacketList(std::vector<std::uint8_t>(300, 0x40), std::chrono::nanoseconds(5));
+
+    EXPECT_EQ(packets.numPackets, 1U);
+    EXPECT_EQ(packets.packet[0].timeStamp, 5U);
+    EXPECT_EQ(packets.packet[0].length, 256);
+    EXPECT_EQ(packets.packet[0].data[255], 0x40);
+}
+
 } // namespace
 } // namespace deck::host::test

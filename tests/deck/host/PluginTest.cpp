@@ -191,7 +191,7 @@ TEST_F(PluginTest, IsNotUsedWhenItRegistersNoPluginSuite)
 TEST(DeckSession, PlaysWhenAControllerSaysSo)
 {
     setenv("KEL_MIDI_SERVICE", "builtin", 1);
-    DeckSession session(TEST_BUNDLE, TransportSettings{});
+    DeckSession session(TEST_BUNDLE, {});
     MidiClient client("test");
     const MIDIEndpointRef source = client.MakeSource("Controller");
     const MIDIEndpointRef destination = client.MakeDestination("Chaser", Ignore, nullptr);

@@ -72,6 +72,14 @@ protected:
     SurfaceLink mLink{FrameRate::k2997Drop, mClock};
 };
 
+TEST_F(SurfaceLinkTest, TellsItsSurfaceNothingBecauseAnotherAsked)
+{
+    mLink.Attach(Surface());
+    mLink.OnCall(HostCall{HostCallKind::SetSMPTEActive, {}, 1, 1});
+
+    mLink.OnPosition(Position{}); // a call would fail the test
+}
+
 TEST_F(SurfaceLinkTest, ReportsAFrameWithItsIdealMoment)
 {
     mLink.Attach(Surface());

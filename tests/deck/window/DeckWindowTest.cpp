@@ -12,7 +12,6 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <QTableWidget>
 
 namespace deck::window {
 namespace {
@@ -200,25 +199,25 @@ TEST_F(DeckWindowTest, LampsSayWhatHappensInWords)
     EXPECT_EQ(lamp.accessibleName(), "MMC in: quiet");
 }
 
-TEST_F(DeckWindowTest, MonitorHoldsStillAndForgetsTheOldest)
+TEST_F(DeckWindowTest, NamesItsOwnPortsWhereNoneAreChosen)
+{
+    mModel.state.hasOwnPorts = true;
+    DeckWindow window(mModel, {});
+
+    EXPECT_EQ(Find<QComboBox>(window, "Input").currentText(), "only the deck's own \"MMC in\"");
+    EXPECT_EQ(Find<QComboBox>(window, "Output").currentText(), "only the deck's own \"MTC out\"");
+    EXPECT_EQ(
+        window.findChild<QWidget*>("MMCLamp")->accessibleName(), QString("MMC in: nothing yet"));
+}
+
+TEST_F(DeckWindowTest, SaysHowLateTheClockTicks)
 {
     DeckWindow window(mModel, {});
-    auto& monitor = *window.findChild<QTableWidget*>();
-    mModel.rows.assign(700, {"1", "F0", "PLAY", "Play", false});
-    mModel.rows.back().meaning = "STOP";
+    EXPECT_EQ(Find<QLabel>(window, "Clock").text(), "not rolled yet");
 
+    mModel.state.clock = "late by 0.06 ms, at most 0.31 ms";
     window.Refresh();
-    EXPECT_EQ(monitor.rowCount(), 500);
-    EXPECT_EQ(monitor.item(499, 2)->text(), "STOP");
-
-    for (auto* button : window.findChildren<QPushButton*>()) {
-        if (button->isCheckable()) {
-            button->click();
-        }
-    }
-    mModel.rows = {{"2", "F0", "PAUSE", "Pause", false}};
-    window.Refresh();
-    EXPECT_EQ(monitor.item(499, 2)->text(), "STOP");
+    EXPECT_EQ(Find<QLabel>(window, "Clock").text(), "late by 0.06 ms, at most 0.31 ms");
 }
 
 } // namespace

@@ -100,6 +100,27 @@ TEST_F(AlsaDriverTest, ReceivesNothingAfterDisconnecting)
     EXPECT_TRUE(silent.All().empty());
 }
 
+// The ports of a client are its own ends of what it has chosen; endpoints are for others.
+TEST_F(AlsaDriverTest, PaysNoHeedToAConnectionThatAPatchbayMakesToItsInputPort)
+{
+    Inbox silent;
+    Inbox inbox;
+    Host patched("Korva.Patched");
+    ASSERT_TRUE(patched.Connect(patched.Expect(Direction::Source, "Midi Through").ref, silent));
+    ASSERT_EQ(Output("aconnect 18:0 Korva.Patched:0"), ""); // the client of VirMIDI 0-2
+    ASSERT_NE(Output("aconnect -l | grep -A 2 \"'VirMIDI 0-2\"").find("Connecting To: "),
+        std::string::npos);
+    Host host;
+    host.Connect(host.Expect(Direction::Source, kCardPort).ref, inbox);
+
+    WriteToCard(kPlay);
+    ASSERT_TRUE(inbox.WaitFor(1));
+    patched.Send(patched.Expect(Direction::Destination, "Midi Through").ref, kStop);
+
+    ASSERT_TRUE(silent.WaitFor(1));
+    EXPECT_EQ(silent.All(), std::vector<Bytes>{kStop});
+}
+
 TEST_F(AlsaDriverTest, RepeatsTheStatusByteOfEveryMessage)
 {
     Inbox inbox;

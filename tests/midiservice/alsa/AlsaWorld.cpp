@@ -3,6 +3,8 @@
 #include "mediaio/midiservice/src/alsa/Sequencer.h"
 #include "tests/midiservice/Worlds.h"
 
+#include <optional>
+
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -62,6 +64,11 @@ public:
         EXPECT_TRUE(mSequencer->Subscribe(Own(mOut), Find(virtualDestination)));
     }
 
+    bool SeesNoMore(const std::string& virtualEndpoint) override
+    {
+        return !TryFind(virtualEndpoint);
+    }
+
 private:
     // By the library, which the driver uses too, but for short messages only: everything
     // else is the bytes as they are.
@@ -82,6 +89,13 @@ private:
 
     Address Find(const std::string& portName) const
     {
+        const auto found = TryFind(portName);
+        EXPECT_TRUE(found) << "no port " << portName;
+        return found.value_or(Address{});
+    }
+
+    std::optional<Address> TryFind(const std::string& portName) const
+    {
         snd_seq_client_info_t* client = nullptr;
         snd_seq_port_info_t* port = nullptr;
         snd_seq_client_info_alloca(&client);
@@ -92,11 +106,10 @@ private:
             snd_seq_port_info_set_port(port, -1);
             while (snd_seq_query_next_port(mSequencer->Handle(), port) == 0)
                 if (snd_seq_port_info_get_name(port) == portName)
-                    return {static_cast<std::uint8_t>(snd_seq_port_info_get_client(port)),
+                    return Address{static_cast<std::uint8_t>(snd_seq_port_info_get_client(port)),
                         static_cast<std::uint8_t>(snd_seq_port_info_get_port(port))};
         }
-        ADD_FAILURE() << "no port " << portName;
-        return {};
+        return std::nullopt;
     }
 
     void Read()

@@ -1,5 +1,6 @@
-/* What CoreMIDI's interface does not tell about the service on Linux: which one
- * runs, how it fares, and which endpoints it cannot tell apart. */
+/* What CoreMIDI's interface does not tell about the service on Linux (which one
+ * runs, how it fares, which endpoints it cannot tell apart), and what a program
+ * with endpoints of its own needs there. */
 
 #ifndef KORVA_MIDISERVICE_H
 #define KORVA_MIDISERVICE_H
@@ -36,9 +37,28 @@ typedef struct KorvaMIDIServiceCounters {
 /* Any thread, real-time; all 0 while the service is not started. */
 CF_EXPORT void KorvaMIDIServiceGetCounters(KorvaMIDIServiceCounters* counters);
 
+/* Not 0 while something that was sent to another program has not left yet: it waits for its
+ * time, for room or for its receiver. A program that ends meanwhile takes it along. */
+CF_EXPORT Boolean KorvaMIDIServiceHasUnsent(void);
+
 /* Not 0 when another endpoint cannot be told apart from this one, so that its
  * unique ID may mean the other one in the next run. */
 CF_EXPORT Boolean KorvaMIDIServiceIsAmbiguous(MIDIEndpointRef endpoint);
+
+/* Takes a virtual endpoint of this process out of other programs' sight; the
+ * clients of this process see and use it as before. */
+CF_EXPORT OSStatus KorvaMIDIServiceHide(MIDIEndpointRef endpoint);
+CF_EXPORT Boolean KorvaMIDIServiceIsHidden(MIDIEndpointRef endpoint);
+
+/* As MIDIReceived, but a packet whose time stamp lies ahead leaves at that time,
+ * as with MIDISend. Listeners within the process may get it some milliseconds
+ * earlier. Any thread, real-time. */
+CF_EXPORT OSStatus KorvaMIDIServiceSendFrom(
+    MIDIEndpointRef source, const MIDIPacketList* packets);
+
+/* Drops what KorvaMIDIServiceSendFrom has scheduled and not sent yet. Any thread,
+ * real-time. */
+CF_EXPORT OSStatus KorvaMIDIServiceFlushSource(MIDIEndpointRef source);
 
 #ifdef __cplusplus
 }

@@ -68,13 +68,13 @@ public:
         jack_time_t start = 0;
         jack_time_t next = 0;
         float period = 0;
-        jack_client_t* client = owner.mClient.get();
+        jack_client_t* client = owner.mClient;
         if (jack_get_cycle_times(client, &startFrame, &start, &next, &period) != 0) {
-            start = jack_get_time();
-            next = start + jack_frames_to_time(client, frames) - jack_frames_to_time(client, 0);
+            start = next = jack_get_time();
         }
         mStart = owner.HostTimeOf(start);
-        mLength = std::max<HostTime>(owner.HostTimeOf(next) - mStart, 1);
+        mLength
+            = JackCycleLength(mStart, owner.HostTimeOf(next), frames, jack_get_sample_rate(client));
     }
 
     HostTime Length() const noexcept { return mLength; }
@@ -121,6 +121,15 @@ private:
     HostTime mLength = 1;
 };
 
+HostTime JackCycleLength(
+    HostTime start, HostTime next, jack_nframes_t frames, jack_nframes_t sampleRate) noexcept
+{
+    if (next > start)
+        return next - start;
+    const HostTime samples = frames * kNanosPerSecond / std::max<jack_nframes_t>(sampleRate, 1);
+    return std::max<HostTime>(samples, 1);
+}
+
 std::unique_ptr<JackClient> JackClient::TryOpen(
     const std::string& name, DriverHost& host, JackListener& listener, std::string& whyNot)
 {
@@ -136,7 +145,9 @@ std::unique_ptr<JackClient> JackClient::TryOpen(
             whyNot += std::string(" (server \"") + server + "\")";
         return nullptr;
     }
+    std::unique_ptr<jack_client_t, Closer> guard(opened);
     std::unique_ptr<JackClient> client(new JackClient(opened, host, listener));
+    static_cast<void>(guard.release()); // its destructor closes it
     if (client->Activate())
         return client;
     whyNot = "the JACK server does not let its client run";
@@ -154,16 +165,18 @@ JackClient::JackClient(jack_client_t* client, DriverHost& host, JackListener& li
         / std::max<jack_nframes_t>(jack_get_sample_rate(client), 1));
 }
 
+// Callbacks use the client until it is closed, so nothing of ours goes, or changes, before.
 JackClient::~JackClient()
 {
-    // Not reset(), which clears the pointer first: callbacks use it until the client is closed
-    jack_client_close(mClient.get());
-    static_cast<void>(mClient.release());
+    // Where the server has died, libjack cancels the callback's thread, wherever that is.
+    for (int attempt = 0; attempt < kGraphAttempts && mProcessGate.IsPassUnderWay(); ++attempt)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    jack_client_close(mClient);
 }
 
 bool JackClient::Activate()
 {
-    jack_client_t* client = mClient.get();
+    jack_client_t* client = mClient;
     jack_set_process_callback(
         client,
         [](jack_nframes_t frames, void* self) {
@@ -211,7 +224,7 @@ HostTime JackClient::HostTimeOf(jack_time_t microseconds) const noexcept
 void JackClient::OnPort(jack_port_id_t id, bool isThere) noexcept
 {
     {
-        const jack_port_t* port = jack_port_by_id(mClient.get(), id);
+        const jack_port_t* port = jack_port_by_id(mClient, id);
         const char* asked = port != nullptr ? jack_port_name(port) : nullptr;
         const std::lock_guard lock(mNamesMutex);
         std::string name = asked != nullptr ? asked : "";
@@ -235,7 +248,7 @@ void JackClient::OnRenamed(const char* oldName) noexcept
         const std::lock_guard lock(mNamesMutex);
         for (auto& [id, name] : mNamesByID)
             if (name == oldName)
-                name = jack_port_name(jack_port_by_id(mClient.get(), id));
+                name = jack_port_name(jack_port_by_id(mClient, id));
     }
     mListener.OnJackPortsChanged();
 }
@@ -260,7 +273,7 @@ std::set<std::string> JackClient::EndingPorts(const char* const* listed)
 
 std::vector<JackPort> JackClient::ListPorts()
 {
-    jack_client_t* client = mClient.get();
+    jack_client_t* client = mClient;
     const std::unique_ptr<const char*[], JackFree> names(
         jack_get_ports(client, nullptr, JACK_DEFAULT_MIDI_TYPE, 0));
     const std::set<std::string> ending = EndingPorts(names.get());
@@ -281,16 +294,16 @@ std::vector<JackPort> JackClient::ListPorts()
 
 jack_port_t* JackClient::Register(const std::string& portName, unsigned long flags)
 {
-    jack_client_t* client = mClient.get();
+    jack_client_t* client = mClient;
     const std::string owner = jack_get_client_name(client);
     const std::string name = AcceptablePortName(owner, portName);
     jack_port_t* port = nullptr;
     // Names are unique within a client.
     for (int attempt = 1; port == nullptr && attempt < 100; ++attempt) {
-        const std::string suffix = attempt > 1 ? " " + std::to_string(attempt) : "";
-        port
-            = jack_port_register(client, (name + suffix).c_str(), JACK_DEFAULT_MIDI_TYPE, flags, 0);
-        const std::string taken = owner + ":" + name + suffix;
+        const std::string wanted = attempt > 1 ? name + " " + std::to_string(attempt) : name;
+        port = jack_port_register(client, wanted.c_str(), JACK_DEFAULT_MIDI_TYPE, flags, 0);
+        std::string taken = owner;
+        taken.append(":").append(wanted);
         if (port == nullptr && jack_port_by_name(client, taken.c_str()) == nullptr)
             break; // refused for another reason
     }
@@ -302,7 +315,7 @@ void JackClient::Withdraw(std::atomic<jack_port_t*>& place)
     jack_port_t* port = place.exchange(nullptr);
     mProcessGate.WaitForPass();
     if (port != nullptr)
-        jack_port_unregister(mClient.get(), port);
+        jack_port_unregister(mClient, port);
 }
 
 // A connection counts from the server's next cycle on, and what is sent before that is lost:
@@ -313,7 +326,7 @@ bool JackClient::Connect(jack_port_t* ours, const std::string& other)
     const bool isSending = (jack_port_flags(ours) & JackPortIsOutput) != 0;
     const std::string& from = isSending ? own : other;
     const std::string& to = isSending ? other : own;
-    if (jack_connect(mClient.get(), from.c_str(), to.c_str()) != 0)
+    if (jack_connect(mClient, from.c_str(), to.c_str()) != 0)
         return false;
     for (int attempt = 0; attempt < kGraphAttempts; ++attempt) {
         if (jack_port_connected_to(ours, other.c_str()) != 0)

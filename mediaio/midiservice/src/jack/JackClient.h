@@ -44,6 +44,12 @@ struct JackPlace {
     bool IsValid() const noexcept { return index < kMaxJackOutputs; }
 };
 
+/// The length of the cycle of `frames` that begins at `start` and is expected to end at `next`, in
+/// host time. A server that has missed cycles may expect the end before the beginning: then it is
+/// as long as its samples are. [driver, real-time]
+HostTime JackCycleLength(
+    HostTime start, HostTime next, jack_nframes_t frames, jack_nframes_t sampleRate) noexcept;
+
 /// Unless stated otherwise: [host, may block], and one call at a time, because libjack's
 /// requests to its server are not meant for several threads at once.
 class JackClient {
@@ -77,6 +83,9 @@ public:
     {
         return mOutbox.Put(place.index, place.serial, message);
     }
+
+    /// [any, real-time]
+    bool HasUnsent() const noexcept { return mOutbox.HasUnsent(); }
 
     /// The length of a cycle. [any, real-time]
     HostTime Period() const noexcept { return mPeriod.load(std::memory_order_relaxed); }
@@ -141,7 +150,7 @@ private:
     std::set<std::string> mEnding; // announced as ended, and not as begun since
     std::set<std::string> mEnded;  // since they were last taken
 
-    std::unique_ptr<jack_client_t, Closer> mClient; // the last: closed before all it calls goes
+    jack_client_t* const mClient; // never changes: callbacks read it
 };
 
 } // namespace midiservice

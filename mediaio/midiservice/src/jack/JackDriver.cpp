@@ -92,6 +92,7 @@ public:
 
     HostTime Lookahead() const noexcept override;
     SendResult Send(const OutgoingMessage& message) noexcept override;
+    bool HasUnsent() const override;
     void Receive() noexcept override;
 
 private:
@@ -131,6 +132,7 @@ private:
     void ReclaimViews();
 
     // All under mMutex.
+    std::string FreeName(const std::string& name) const;
     void ShowVirtual(EndpointKey key, Virtual& endpoint);
     void PublishTargets();
     std::vector<EndpointFacts> Facts() const;
@@ -145,7 +147,7 @@ private:
     bool mIsAnyWanted = false;             // the watching thread's
     std::thread mWatcher;
 
-    std::mutex mMutex; // libjack's requests, and what follows
+    mutable std::mutex mMutex; // libjack's requests, and what follows
     std::unique_ptr<JackClient> mClient;
     EndpointKey mLastKey = 0;
     std::map<std::pair<Direction, std::string>, Seen> mSeen;
@@ -383,6 +385,12 @@ SendResult JackDriver::Send(const OutgoingMessage& message) noexcept
     return state == Target::State::Impossible ? SendResult::Refused : SendResult::Later;
 }
 
+bool JackDriver::HasUnsent() const
+{
+    const std::lock_guard lock(mMutex);
+    return mClient && mClient->HasUnsent();
+}
+
 void JackDriver::Receive() noexcept
 {
     const Pass pass(mGate);
@@ -483,9 +491,10 @@ bool JackDriver::AddVirtual(
     EndpointKey key, ClientKey /*client*/, Direction direction, const std::string& name)
 {
     const std::lock_guard lock(mMutex);
+    const std::string freeName = FreeName(name);
     Virtual& endpoint = mVirtuals[key];
     endpoint.direction = direction;
-    endpoint.name = name;
+    endpoint.name = freeName;
     if (mClient)
         ShowVirtual(key, endpoint);
     PublishTargets();
@@ -519,11 +528,24 @@ void JackDriver::RemoveVirtual(EndpointKey key)
     mSignal.Post();
 }
 
+// The server takes a name once for each client, whichever way the port goes. The endpoint is given
+// a free one here and not when it is shown, so that its ID is the one that other programs see.
+std::string JackDriver::FreeName(const std::string& name) const
+{
+    const std::string acceptable = AcceptablePortName(AcceptableClientName(mProgramName), name);
+    std::string free = acceptable;
+    const auto isTaken = [&free](const auto& entry) { return entry.second.name == free; };
+    for (int count = 2; std::any_of(mVirtuals.begin(), mVirtuals.end(), isTaken); ++count)
+        free = acceptable + " " + std::to_string(count);
+    return free;
+}
+
 IdentityFacts JackDriver::VirtualIdentity(
     ClientKey /*client*/, Direction direction, const std::string& name) const
 {
+    const std::lock_guard lock(mMutex);
     JackPortNames names;
-    names.fullName = JackFullName(mProgramName, name);
+    names.fullName = AcceptableClientName(mProgramName) + ":" + FreeName(name);
     return JackIdentity(direction, names);
 }
 

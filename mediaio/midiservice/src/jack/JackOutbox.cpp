@@ -25,6 +25,7 @@ SendResult JackOutbox::Put(
     SlotIndex index = kNoSlot;
     if (!mFree.pop(index))
         return SendResult::Later;
+    mTaken.fetch_add(1);
     Slot& slot = mSlots[index];
     slot.next = kNoSlot;
     slot.length = message.length;
@@ -89,6 +90,7 @@ void JackOutbox::Post(Item item) noexcept
 
 std::size_t JackOutbox::Write(JackCycle& cycle) noexcept
 {
+    mLeft.store(mGiven); // a new cycle: what the one before wrote has reached its readers
     const auto begin = mWaiting.begin();
     for (Item item; mPosted.pop(item);) {
         item.arrival = mArrivals++;
@@ -159,6 +161,7 @@ void JackOutbox::CopyOut(Item& item, std::uint8_t* to, std::size_t length) noexc
         item.length -= slot.length;
         item.first = slot.next;
         mFree.push(index);
+        ++mGiven;
     }
 }
 
@@ -167,6 +170,7 @@ void JackOutbox::GiveSlots(SlotIndex first) noexcept
     while (first != kNoSlot) {
         const SlotIndex next = mSlots[first].next;
         mFree.push(first);
+        ++mGiven;
         first = next;
     }
 }

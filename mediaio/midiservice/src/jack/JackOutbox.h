@@ -8,6 +8,7 @@
 #include <boost/lockfree/spsc_queue.hpp>
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -45,6 +46,9 @@ public:
     /// Writes what is due; what finds no room stays, in order, for the next cycle. Returns the
     /// number of messages dropped because they were flushed. [process callback, real-time]
     std::size_t Write(JackCycle& cycle) noexcept;
+
+    /// True until the cycle in which the last of it was written is over. [any, real-time]
+    bool HasUnsent() const noexcept { return mTaken.load() != mLeft.load(); }
 
 private:
     using SlotIndex = std::uint32_t;
@@ -93,6 +97,9 @@ private:
     boost::lockfree::spsc_queue<SlotIndex, boost::lockfree::capacity<kSlots>> mFree;
     boost::lockfree::spsc_queue<Item, boost::lockfree::capacity<kSlots>> mPosted;
 
+    std::atomic<std::uint64_t> mTaken{0}; // slots; written by the receive thread
+    std::atomic<std::uint64_t> mLeft{0};  // slots; written by the process callback
+
     // The receive thread's.
     std::array<Join, kMaxJackOutputs> mJoins{};
 
@@ -101,6 +108,7 @@ private:
     std::size_t mWaitingCount = 0;
     std::array<Item, kSlots> mPutBack{};
     std::uint64_t mArrivals = 0;
+    std::uint64_t mGiven = 0; // slots, this cycle's included
 };
 
 } // namespace midiservice

@@ -1,0 +1,23 @@
+// What options take, read in one way by every command.
+
+#pragma once
+
+#include "deck/transport/Timecode.h"
+
+#include <cstdint>
+#include <string>
+
+namespace deck::cli {
+
+/// The number that `option` was given. Throws HostError, whose line names the option and says
+/// "it is WHAT from MIN to MAX".
+double ParseNumber(const std::string& option,
+    const std::string& text,
+    double min,
+    double max,
+    const std::string& what);
+
+/// Throws HostError.
+FrameRate ParseRate(const std::string& text);
+
+} // namespace deck::cli
