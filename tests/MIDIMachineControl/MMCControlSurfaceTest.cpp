@@ -2,7 +2,7 @@
 
 #include "tests/MIDIMachineControl/SurfaceTest.h"
 #include "tests/korvasdk/RecordingSuitesSuite.h"
-#include "tests/korvasdk/VirtualSlot.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <future>
 
@@ -10,7 +10,7 @@ namespace mmc::tests {
 
 namespace {
 
-using korvasdk::tests::VirtualSlot;
+using korva::tests::VirtualSlot;
 using testing::_;
 using testing::DoAll;
 using testing::InSequence;

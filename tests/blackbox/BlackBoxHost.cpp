@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <memory>
 #include <stdexcept>
+#include <utility>
 
 namespace blackbox {
 

@@ -4,7 +4,7 @@
 #include "TestSurface.h"
 
 #include "tests/kelmidi/Signal.h"
-#include "tests/kelmidi/SlotOf.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
 
@@ -15,7 +15,7 @@ namespace kelcontrolsurface {
 namespace {
 
 using kelmidi::tests::Signal;
-using kelmidi::tests::SlotOf;
+using korva::tests::VirtualSlot;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using tests::Bytes;
@@ -68,12 +68,12 @@ using Slots = MIDIBasedControlSurface;
 
 TEST(MIDIBasedControlSurfaceSlots, StandInTheirBindingOrder)
 {
-    EXPECT_EQ(SlotOf(&Slots::HandleMidiMessage), 0U); // 1 and 2 are the destructor
-    EXPECT_EQ(SlotOf(&Slots::Connect), 3U);
-    EXPECT_EQ(SlotOf(&Slots::Disconnect), 4U);
-    EXPECT_EQ(SlotOf(&Slots::Suspend), 5U);
-    EXPECT_EQ(SlotOf(&Slots::Resume), 6U);
-    EXPECT_EQ(SlotOf(&Slots::OnMidiSetupChanged), 7U);
+    EXPECT_EQ(VirtualSlot(&Slots::HandleMidiMessage), 0U); // 1 and 2 are the destructor
+    EXPECT_EQ(VirtualSlot(&Slots::Connect), 3U);
+    EXPECT_EQ(VirtualSlot(&Slots::Disconnect), 4U);
+    EXPECT_EQ(VirtualSlot(&Slots::Suspend), 5U);
+    EXPECT_EQ(VirtualSlot(&Slots::Resume), 6U);
+    EXPECT_EQ(VirtualSlot(&Slots::OnMidiSetupChanged), 7U);
 }
 
 TEST_F(MIDIBasedControlSurfaceTest, OpensAHostUnderItsNameAndIsNotConnected)

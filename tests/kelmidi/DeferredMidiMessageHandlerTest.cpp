@@ -285,6 +285,22 @@ TEST_F(DeferredMidiMessageHandlerTest, GoesOnAfterAListenerThrew)
     EXPECT_THAT(listener.Messages(), ElementsAre(Bytes{1}, Bytes{2}));
 }
 
+// Nothing may be thrown at the receive thread, and without a pass nothing would ever ask again.
+TEST_F(DeferredMidiMessageHandlerTest, AsksAgainWithTheNextMessageWhereAPassCouldNotBePosted)
+{
+    RecordingListener listener;
+    mHandler->AddListener(&listener);
+    mExecutor->hasMemory = false;
+    EXPECT_NO_THROW(Queue({1}));
+    EXPECT_NO_THROW(Queue({2}));
+    mExecutor->hasMemory = true;
+
+    Queue({3});
+
+    EXPECT_EQ(mExecutor->RunWaiting(), 1U);
+    EXPECT_THAT(listener.Messages(), ElementsAre(Bytes{1}, Bytes{2}, Bytes{3}));
+}
+
 TEST_F(DeferredMidiMessageHandlerTest, DoesNotCallAListenerAfterItsRemovalReturned)
 {
     Signal inside;

@@ -4,7 +4,9 @@
 
 #include "kelcore/threads/AsyncExecutor.h"
 
+#include <atomic>
 #include <mutex>
+#include <new>
 #include <vector>
 
 namespace kelmidi::tests {
@@ -13,6 +15,9 @@ class ManualExecutor : public kelcore::threads::AsyncExecutor {
 public:
     void PostDelayed(const boost::function<void()>& function, unsigned int delayMillis) override
     {
+        if (!hasMemory) {
+            throw std::bad_alloc();
+        }
         const std::lock_guard<std::mutex> lock(mMutex);
         mWaiting.push_back(function);
         mDelays.push_back(delayMillis);
@@ -39,6 +44,8 @@ public:
     }
 
     std::size_t PostCount() const { return Delays().size(); }
+
+    std::atomic<bool> hasMemory{true}; // otherwise nothing can be posted
 
 private:
     mutable std::mutex mMutex;

@@ -1,9 +1,9 @@
 #include "mediaio/kelmidi/src/MidiPort.h"
 
 #include "RecordingListener.h"
-#include "SlotOf.h"
 
 #include "mediaio/kelmidi/src/MidiPortEnumerator.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
 
@@ -12,10 +12,10 @@
 namespace kelmidi {
 namespace {
 
+using korva::tests::VirtualSlot;
 using testing::ElementsAre;
 using tests::Bytes;
 using tests::RecordingListener;
-using tests::SlotOf;
 
 class PlainInputPort : public MidiInputPort {
 public:
@@ -139,22 +139,22 @@ TEST(MidiPortID, StandsForZeroWhereItIsEmptyOrNoNumber)
 
 TEST(VirtualSlots, StandInTheirBindingOrder)
 {
-    EXPECT_EQ(SlotOf(&MidiPort::AddRefCount), 0U);
-    EXPECT_EQ(SlotOf(&MidiPort::ReleaseRefCount), 1U); // 2 and 3 are the destructor
-    EXPECT_EQ(SlotOf(&MidiPort::IsInput), 4U);
-    EXPECT_EQ(SlotOf(&MidiPort::Connect), 5U);
-    EXPECT_EQ(SlotOf(&MidiPort::Disconnect), 6U);
-    EXPECT_EQ(SlotOf(&MidiPort::IsConnected), 7U);
-    EXPECT_EQ(SlotOf(&MidiInputPort::HandleMessage), 8U);
-    EXPECT_EQ(SlotOf(&MidiOutputPort::SendMidiMessage), 8U);
-    EXPECT_EQ(SlotOf(&MidiOutputPort::CanUseTimeStamp), 9U);
-    EXPECT_EQ(SlotOf(&MidiOutputPort::IsSoftwareInstrument), 10U);
-    EXPECT_EQ(SlotOf(&MidiHost::AddRefCount), 0U);
-    EXPECT_EQ(SlotOf(&MidiHost::ReleaseRefCount), 1U);
-    EXPECT_EQ(SlotOf(&MidiPortEnumerator::AddRefCount), 0U);
-    EXPECT_EQ(SlotOf(&MidiPortEnumerator::EnumInputPorts), 4U);
-    EXPECT_EQ(SlotOf(&MidiPortEnumerator::EnumOutputPorts), 5U);
-    EXPECT_EQ(SlotOf(&MidiListener::HandleMidiMessage), 0U);
+    EXPECT_EQ(VirtualSlot(&MidiPort::AddRefCount), 0U);
+    EXPECT_EQ(VirtualSlot(&MidiPort::ReleaseRefCount), 1U); // 2 and 3 are the destructor
+    EXPECT_EQ(VirtualSlot(&MidiPort::IsInput), 4U);
+    EXPECT_EQ(VirtualSlot(&MidiPort::Connect), 5U);
+    EXPECT_EQ(VirtualSlot(&MidiPort::Disconnect), 6U);
+    EXPECT_EQ(VirtualSlot(&MidiPort::IsConnected), 7U);
+    EXPECT_EQ(VirtualSlot(&MidiInputPort::HandleMessage), 8U);
+    EXPECT_EQ(VirtualSlot(&MidiOutputPort::SendMidiMessage), 8U);
+    EXPECT_EQ(VirtualSlot(&MidiOutputPort::CanUseTimeStamp), 9U);
+    EXPECT_EQ(VirtualSlot(&MidiOutputPort::IsSoftwareInstrument), 10U);
+    EXPECT_EQ(VirtualSlot(&MidiHost::AddRefCount), 0U);
+    EXPECT_EQ(VirtualSlot(&MidiHost::ReleaseRefCount), 1U);
+    EXPECT_EQ(VirtualSlot(&MidiPortEnumerator::AddRefCount), 0U);
+    EXPECT_EQ(VirtualSlot(&MidiPortEnumerator::EnumInputPorts), 4U);
+    EXPECT_EQ(VirtualSlot(&MidiPortEnumerator::EnumOutputPorts), 5U);
+    EXPECT_EQ(VirtualSlot(&MidiListener::HandleMidiMessage), 0U);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "tests/kelui/FakeMidi.h"
 #include "tests/kelui/TestScreen.h"
 #include "tests/kelui/WindowScript.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <QtTest/QTest>
 #include <QtWidgets/QComboBox>
@@ -12,9 +13,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <atomic>
-#include <cstring>
 #include <functional>
 #include <stdexcept>
 #include <thread>
@@ -25,6 +24,7 @@ using kelcore::utility::UTF16String;
 using kelui::controls::UI_Popup;
 using kelui::tests::RunUntil;
 using kelui::tests::WindowScript;
+using korva::tests::VirtualSlot;
 using testing::ElementsAre;
 
 namespace {
@@ -91,29 +91,19 @@ struct MIDIDeviceConfigDialogTest : testing::Test {
     MIDIDeviceInfo info;
 };
 
-// Where the Itanium C++ ABI puts a virtual function: its pointer-to-member is 1 + 8 * slot.
-template <typename Member> std::size_t Slot(Member member)
-{
-    std::array<std::uintptr_t, 2> words{};
-    static_assert(sizeof words == sizeof member);
-    std::memcpy(words.data(), &member, sizeof member);
-    EXPECT_EQ(words[0] % sizeof(void*), 1U) << "not virtual";
-    return words[0] / sizeof(void*);
-}
-
 TEST_F(MIDIDeviceConfigDialogTest, HasItsVirtualFunctionsInTheirSlots)
 {
     using D = MIDIDeviceConfigDialog;
-    EXPECT_EQ(Slot(&D::AddRefCount), 0U);
-    EXPECT_EQ(Slot(&D::ReleaseRefCount), 1U);
+    EXPECT_EQ(VirtualSlot(&D::AddRefCount), 0U);
+    EXPECT_EQ(VirtualSlot(&D::ReleaseRefCount), 1U);
     // 2 and 3: the two destructors.
-    EXPECT_EQ(Slot(&D::DialogOpened), 4U);
-    EXPECT_EQ(Slot(&D::DialogClosed), 5U);
-    EXPECT_EQ(Slot(&D::DialogActionCallback), 6U);
-    EXPECT_EQ(Slot(&D::EndModal), 7U);
-    EXPECT_EQ(Slot(&D::IsModal), 8U);
-    EXPECT_EQ(Slot(&D::RunModal), 9U);
-    EXPECT_EQ(Slot(&D::OnMidiSetupChanged), 10U);
+    EXPECT_EQ(VirtualSlot(&D::DialogOpened), 4U);
+    EXPECT_EQ(VirtualSlot(&D::DialogClosed), 5U);
+    EXPECT_EQ(VirtualSlot(&D::DialogActionCallback), 6U);
+    EXPECT_EQ(VirtualSlot(&D::EndModal), 7U);
+    EXPECT_EQ(VirtualSlot(&D::IsModal), 8U);
+    EXPECT_EQ(VirtualSlot(&D::RunModal), 9U);
+    EXPECT_EQ(VirtualSlot(&D::OnMidiSetupChanged), 10U);
 }
 
 TEST_F(MIDIDeviceConfigDialogTest, MakesItsHostThenItsEnumeratorThenListsThePorts)

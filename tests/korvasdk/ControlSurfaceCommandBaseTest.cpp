@@ -1,10 +1,12 @@
 #include "korvasdk/controlsurface/plugin/wrapper/ControlSurfaceCommandBase.h"
 
-#include "tests/korvasdk/VirtualSlot.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <gtest/gtest.h>
 
 namespace korvasdk::tests {
+
+using korva::tests::VirtualSlot;
 
 TEST(ControlSurfaceCommandBase, AnswersNotImplementedToEverything)
 {

@@ -1,7 +1,7 @@
 #include "korvasdk/controlsurface/plugin/wrapper/ControlSurfaceSMPTEBase.h"
 
 #include "tests/korvasdk/RecordingSuitesSuite.h"
-#include "tests/korvasdk/VirtualSlot.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <gmock/gmock.h>
 
@@ -13,6 +13,7 @@ namespace korvasdk::tests {
 
 namespace {
 
+using korva::tests::VirtualSlot;
 using testing::Return;
 using testing::StrictMock;
 using testing::Throw;

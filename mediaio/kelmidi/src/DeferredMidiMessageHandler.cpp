@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <new>
 #include <vector>
 
 namespace kelmidi {
@@ -154,8 +155,19 @@ DeferredMidiMessageHandler::~DeferredMidiMessageHandler()
 
 void DeferredMidiMessageHandler::QueueMessage(const MidiMessage& message)
 {
-    if (mDelivery->Queue(message)) {
+    if (mDelivery->Queue(message) || mOwesPass) {
+        AskForPass();
+    }
+}
+
+// Where no pass can be posted, the ring is not empty any more, so that no later message would ask.
+void DeferredMidiMessageHandler::AskForPass()
+{
+    try {
         mTrigger->Queue();
+        mOwesPass = false;
+    } catch (const std::bad_alloc&) {
+        mOwesPass = true;
     }
 }
 

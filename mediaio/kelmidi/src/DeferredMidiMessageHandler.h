@@ -34,6 +34,7 @@ public:
     DeferredMidiMessageHandler(const DeferredMidiMessageHandler&) = delete;
     DeferredMidiMessageHandler& operator=(const DeferredMidiMessageHandler&) = delete;
 
+    /// Where memory lacks for posting a pass, the next message asks for it.
     /// [receive, real-time; allocates only to post a pass]
     void QueueMessage(const MidiMessage& message);
 
@@ -52,8 +53,11 @@ public:
 private:
     class Delivery;
 
+    void AskForPass();
+
     boost::shared_ptr<Delivery> mDelivery; // shared with a running pass, which may outlive us
     boost::shared_ptr<kelcore::threads::QueueOnlyOnce> mTrigger;
+    bool mOwesPass = false; // the one that queues only
 };
 
 } // namespace kelmidi

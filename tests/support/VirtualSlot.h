@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace korvasdk::tests {
+namespace korva::tests {
 
 /// The slot of a virtual operation, as the Itanium C++ ABI that all our platforms follow writes it
 /// into a pointer to member.
@@ -18,4 +18,4 @@ template <typename Operation> std::size_t VirtualSlot(Operation operation)
     return static_cast<std::size_t>(word & ~std::uintptr_t{1}) / sizeof(void*);
 }
 
-} // namespace korvasdk::tests
+} // namespace korva::tests
