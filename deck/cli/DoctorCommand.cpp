@@ -65,7 +65,7 @@ SettingsFacts LookAtSettings(const std::filesystem::path& path)
 PluginFacts LookAtPlugin(const std::optional<std::filesystem::path>& bundle)
 {
     try {
-        host::DeckSession session(bundle ? *bundle : host::FindBundle(), TransportSettings{});
+        host::DeckSession session(bundle ? *bundle : host::FindBundle(), {});
         return {session.Instance().DisplayName(), {}};
     } catch (const HostError& error) {
         return {{}, error.what()};
