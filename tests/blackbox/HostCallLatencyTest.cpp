@@ -221,10 +221,9 @@ protected:
         const std::u16string out = FindCardPort(&MIDIGetNumberOfDestinations, &MIDIGetDestination);
         ASSERT_NE(in, u"");
         ASSERT_NE(out, u"");
-        KORVASDK_String* settings = MakeText(u"{\"PortConfiguration\":{\"in\":\"" + in
-            + u"\",\"options\":{\"transmit_mtc\":false},\"out\":\"" + out + u"\"}}");
-        EXPECT_EQ(mSuite.SetPluginSettings(mPlugin, settings), kSuccess);
-        TakeText(settings);
+        const KORVASDK_String settings{u"{\"PortConfiguration\":{\"in\":\"" + in
+            + u"\",\"options\":{\"transmit_mtc\":false},\"out\":\"" + out + u"\"}}"};
+        EXPECT_EQ(mSuite.SetPluginSettings(mPlugin, &settings), kSuccess);
     }
 
     void Measure(const char* when)

@@ -122,7 +122,7 @@ TEST_F(ReplugTest, RefusesTheHandleWhileTheEndpointIsAway)
 
     EXPECT_EQ(mService.CountEndpoints(Direction::Source), 0U);
     EXPECT_EQ(mService.ConnectSource(mPort, mSource, nullptr), kMIDIUnknownEndpoint);
-    EXPECT_EQ(mService.Received(mSource, MIDIPacketList{}), kMIDIUnknownEndpoint);
+    EXPECT_EQ(mService.Received(mSource, MIDIPacketList{}, Timing::AtOnce), kMIDIUnknownEndpoint);
     EndpointInfo info;
     EXPECT_FALSE(mService.GetEndpointInfo(mSource, info));
 }

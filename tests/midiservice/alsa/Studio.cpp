@@ -358,7 +358,7 @@ OSStatus Host::Send(MIDIEndpointRef destination, const Bytes& bytes)
 
 OSStatus Host::SendFrom(MIDIEndpointRef virtualSource, const Bytes& bytes)
 {
-    return service.Received(virtualSource, OneList(bytes).Get());
+    return service.Received(virtualSource, OneList(bytes).Get(), Timing::AtOnce);
 }
 
 // ------------------------------------------------------------------ fixtures
