@@ -137,7 +137,12 @@ void CheckBinding(const DoctorFacts& facts, Findings& findings)
             "the settings file " + settings.path + " is broken (" + settings.fault + ")",
             "choose the ports anew with `korva-deck connect`; the broken file is kept aside"});
     } else if (!settings.exists || (!settings.ports.in && !settings.ports.out)) {
-        findings.push_back({"binding", Problem, "no ports are chosen yet", kConnect});
+        const bool hasOwnPorts = facts.service.name != "builtin";
+        findings.push_back({"binding", hasOwnPorts ? Note : Problem, "no ports are chosen yet",
+            kConnect
+                + std::string(hasOwnPorts
+                        ? ", or connect the deck's own \"MMC in\" and \"MTC out\" in a patchbay"
+                        : "")});
     } else if (!settings.ports.HasBoth()) {
         findings.push_back({"binding", Problem,
             std::string("no port is chosen for ") + (settings.ports.in ? "MTC out" : "MMC in")

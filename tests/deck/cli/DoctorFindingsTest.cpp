@@ -133,7 +133,11 @@ TEST(Doctor, FindsABindingThatIsNoneOrHalfOrBroken)
 {
     DoctorFacts facts = SoundFacts();
     facts.settings = {"/s.json", false, "", {}};
+    ExpectNote(facts, "binding", "no ports are chosen");
+    EXPECT_THAT(Only(facts, "binding").remedy, HasSubstr("\"MMC in\""));
+    facts.system.wantedService = facts.service.name = "builtin";
     ExpectProblem(facts, "binding", "no ports are chosen", "korva-deck connect");
+    facts = SoundFacts();
 
     facts.settings = {"/s.json", true, "", {1, std::nullopt, true}};
     ExpectProblem(facts, "binding", "no port is chosen for MTC out", "korva-deck connect");
