@@ -95,7 +95,7 @@ TEST(CommandLine, PrintsItsVersionAndItsHelp)
 
 TEST(CommandLine, RefusesWhatItDoesNotKnow)
 {
-    EXPECT_THAT(Refusal({}), AllOf(HasSubstr("ports, run or demo"), HasSubstr("--help")));
+    EXPECT_THAT(Refusal({}), AllOf(HasSubstr("ports, run, play, demo"), HasSubstr("--help")));
     EXPECT_THAT(Refusal({"dance"}), AllOf(HasSubstr("dance"), HasSubstr("--help")));
     EXPECT_THAT(
         Refusal({"run", "--loud"}), AllOf(HasSubstr("--loud"), HasSubstr("korva-deck run --help")));
