@@ -10,11 +10,13 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstring>
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <random>
 #include <thread>
 #include <vector>
 
@@ -389,6 +391,14 @@ template <typename Trip> bool WarmUp(Trip& trip)
     return trips.micros.size() == 3;
 }
 
+/// Waits for some part of two cycles, so that trips begin at any moment of a cycle: one that began
+/// where the other ended would catch that cycle still, or just miss it.
+void WaitForAnyMoment(std::mt19937& random)
+{
+    std::uniform_int_distribution<int> micros(0, 2 * 2667); // 128 frames at 48 kHz
+    std::this_thread::sleep_for(std::chrono::microseconds(micros(random)));
+}
+
 // In turn, so that both meet the same server under the same load. The time is the service's.
 void JackRoundTrip(benchmark::State& state)
 {
@@ -409,8 +419,11 @@ void JackRoundTrip(benchmark::State& state)
     }
     Trips ours;
     Trips theirs;
+    std::mt19937 random; // the same moments in every run
     for (auto _ : state) {
+        WaitForAnyMoment(random);
         state.SetIterationTime(MakeTrip(service, ours));
+        WaitForAnyMoment(random);
         MakeTrip(plain, theirs);
     }
     ReportPercentiles(state, "service_", ours.micros);
