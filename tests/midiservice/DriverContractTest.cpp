@@ -357,17 +357,25 @@ TEST_P(DriverContract, SendsAMessageWhoseTimeIsPastAtOnce)
 TEST_P(DriverContract, KeepsTheOrderOfMessagesThatAreDueAtTheSameTime)
 {
     WarmUp();
-    const HostTime due = Now() + 50 * kMillisecond;
-    std::vector<Bytes> sent;
+    std::vector<Bytes> notes;
     for (std::uint8_t note = 0; note < 50; ++note)
-        sent.push_back({0x90, note, 0x40});
+        notes.push_back({0x90, note, 0x40});
+    std::vector<Bytes> expected = notes;
+    expected.push_back(kStop);
 
-    Send(kStop, due + 1);
-    for (const Bytes& message : sent)
-        Send(message, due);
-    sent.push_back(kStop);
+    // On a machine that is too busy to send them all before their time, what is late goes at once.
+    bool isInTime = false;
+    for (HostTime margin = 50 * kMillisecond; !isInTime; margin *= 2) {
+        mPeer->Received().WaitFor(margin > 50 * kMillisecond ? expected.size() : 0);
+        mPeer->Received().Clear();
+        const HostTime due = Now() + margin;
+        Send(kStop, due + 1);
+        for (const Bytes& note : notes)
+            Send(note, due);
+        isInTime = Now() + margin / 2 < due;
+    }
 
-    EXPECT_EQ(mPeer->Received().WaitFor(sent.size()), sent);
+    EXPECT_EQ(mPeer->Received().WaitFor(expected.size()), expected);
 }
 
 TEST_P(DriverContract, DropsWhatIsScheduledWhenTheDestinationIsFlushed)
@@ -375,7 +383,7 @@ TEST_P(DriverContract, DropsWhatIsScheduledWhenTheDestinationIsFlushed)
     WarmUp();
     KorvaMIDIServiceCounters before{};
     KorvaMIDIServiceGetCounters(&before);
-    const HostTime due = Now() + 60 * kMillisecond;
+    const HostTime due = Now() + 300 * kMillisecond;
 
     Send(kLocate, due);
     Send(kStop);
@@ -392,7 +400,7 @@ TEST_P(DriverContract, DropsWhatIsScheduledWhenTheDestinationIsFlushed)
 TEST_P(DriverContract, DropsWhatIsScheduledForAnyDestinationWhenAllAreFlushed)
 {
     WarmUp();
-    const HostTime due = Now() + 60 * kMillisecond;
+    const HostTime due = Now() + 300 * kMillisecond;
 
     Send(kLocate, due);
     ASSERT_EQ(MIDIFlushOutput(0), 0);

@@ -90,10 +90,12 @@ public:
 
     /// Bytes from outside, in any chunking, never mixed between two origins. `origin` is a
     /// source outside, or a virtual destination of this process. `port` is the input port
-    /// they are for, or 0 for every port that is connected to the origin. Only from within
-    /// Driver::Receive. [receive, real-time]
+    /// they are for, or 0 for every port that is connected to the origin. `sender` tells apart
+    /// those who send to one virtual destination, where the driver can; else it is 0. Only from
+    /// within Driver::Receive. [receive, real-time]
     virtual void OnReceived(PortKey port,
         EndpointKey origin,
+        std::uint32_t sender,
         HostTime time,
         const std::uint8_t* bytes,
         std::size_t length) noexcept = 0;

@@ -430,6 +430,7 @@ void ReceiveThread::Emit(const Packet& packet) noexcept
 
 void ReceiveThread::OnReceived(PortKey port,
     EndpointKey origin,
+    std::uint32_t sender,
     HostTime time,
     const std::uint8_t* bytes,
     std::size_t length) noexcept
@@ -438,7 +439,8 @@ void ReceiveThread::OnReceived(PortKey port,
     const Route* route = mRoutes.load()->FindKey(origin);
     if (route == nullptr)
         return;
-    OriginState& state = mOrigins.Open({port, kFromOutside | route->endpoint});
+    OriginState& state
+        = mOrigins.Open({std::uint64_t{sender} << 32 | port, kFromOutside | route->endpoint});
     LocalSink local(*this, *route, port);
     state.assembler.Feed(time, bytes, length, local);
     mOrigins.Close(state);

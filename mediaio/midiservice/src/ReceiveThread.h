@@ -59,6 +59,7 @@ public:
     /// [receive, real-time]
     void OnReceived(PortKey port,
         EndpointKey origin,
+        std::uint32_t sender,
         HostTime time,
         const std::uint8_t* bytes,
         std::size_t length) noexcept;

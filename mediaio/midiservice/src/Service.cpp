@@ -615,11 +615,12 @@ void Service::OnStateChanged(DriverState state, std::string reason)
 
 void Service::OnReceived(PortKey port,
     EndpointKey origin,
+    std::uint32_t sender,
     HostTime time,
     const std::uint8_t* bytes,
     std::size_t length) noexcept
 {
-    mReceiveThread.OnReceived(port, origin, time, bytes, length);
+    mReceiveThread.OnReceived(port, origin, sender, time, bytes, length);
 }
 
 void Service::CountDropped(std::size_t messages) noexcept

@@ -125,6 +125,7 @@ private:
     void OnStateChanged(DriverState state, std::string reason) override;
     void OnReceived(PortKey port,
         EndpointKey origin,
+        std::uint32_t sender,
         HostTime time,
         const std::uint8_t* bytes,
         std::size_t length) noexcept override;

@@ -1,6 +1,7 @@
 // The service on a real sequencer, with independent programs at the other end.
 
 #include "mediaio/midiservice/src/alsa/AlsaDriver.h"
+#include "mediaio/midiservice/src/alsa/Sequencer.h"
 #include "tests/midiservice/alsa/Studio.h"
 
 #include <algorithm>
@@ -243,6 +244,53 @@ TEST_F(AlsaDriverTest, PublishesAVirtualDestination)
     const std::vector<Bytes> packets = inbox.All();
     EXPECT_EQ(packets[0], (Bytes{0x90, 0x3C, 0x40}));
     EXPECT_EQ(packets[1], (Bytes{0x80, 0x3C, 0x00}));
+}
+
+/// A program that sends events as they are, SysEx in parts included.
+class RawSender {
+public:
+    explicit RawSender(const std::string& name)
+        : mSequencer(Sequencer::Open(name, mError))
+        , mPort(mSequencer->CreatePort("Out", SND_SEQ_PORT_CAP_READ, 0))
+    {
+    }
+
+    int Send(const std::string& to, Bytes bytes)
+    {
+        snd_seq_addr_t address{};
+        snd_seq_parse_address(mSequencer->Handle(), &address, to.c_str());
+        snd_seq_event_t event;
+        snd_seq_ev_clear(&event);
+        snd_seq_ev_set_direct(&event);
+        snd_seq_ev_set_source(&event, static_cast<unsigned char>(mPort));
+        snd_seq_ev_set_dest(&event, address.client, address.port);
+        snd_seq_ev_set_sysex(&event, static_cast<unsigned>(bytes.size()), bytes.data());
+        return mSequencer->TryWrite(event);
+    }
+
+private:
+    int mError = 0;
+    std::unique_ptr<Sequencer> mSequencer;
+    int mPort;
+};
+
+TEST_F(AlsaDriverTest, DoesNotMixTheSysExOfTwoProgramsAtAVirtualDestination)
+{
+    Inbox inbox;
+    Host host("Korva deck");
+    MIDIEndpointRef destination = 0;
+    host.service.CreateVirtualDestination(
+        host.client, "Deck in", &Inbox::Receive, &inbox, destination);
+    RawSender first("First");
+    RawSender second("Second");
+
+    ASSERT_EQ(first.Send("Korva deck:2", {0xF0, 0x11, 0x12}), 0);
+    ASSERT_EQ(second.Send("Korva deck:2", {0xF0, 0x21, 0x22, 0xF7}), 0);
+    ASSERT_EQ(first.Send("Korva deck:2", {0x13, 0xF7}), 0);
+
+    ASSERT_TRUE(inbox.WaitFor(2));
+    EXPECT_EQ(inbox.All(),
+        (std::vector<Bytes>{{0xF0, 0x21, 0x22, 0xF7}, {0xF0, 0x11, 0x12, 0x13, 0xF7}}));
 }
 
 TEST_F(AlsaDriverTest, IsHeardByAnotherProcessUnderTheSameID)

@@ -616,9 +616,9 @@ void AlsaDriver::Deliver(const Client& client, const snd_seq_event_t& event, Hos
     if (target == 0 || bytes.length == 0 || !mGuard.Accept(from, bytes.data, bytes.length))
         return;
     if (target >= kFirstVirtualKey)
-        mHost->OnReceived(0, target, now, bytes.data, bytes.length);
+        mHost->OnReceived(0, target, from.Packed(), now, bytes.data, bytes.length);
     else if (const EndpointKey origin = mTable.KeyOfSource(from))
-        mHost->OnReceived(static_cast<PortKey>(target), origin, now, bytes.data, bytes.length);
+        mHost->OnReceived(static_cast<PortKey>(target), origin, 0, now, bytes.data, bytes.length);
 }
 
 SendResult AlsaDriver::Send(const OutgoingMessage& message) noexcept

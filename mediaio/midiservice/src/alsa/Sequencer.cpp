@@ -1,8 +1,10 @@
 #include "mediaio/midiservice/src/alsa/Sequencer.h"
 
+#include "mediaio/midiservice/src/Driver.h"
 #include "mediaio/midiservice/src/alsa/ClientPool.h"
 
 #include <cerrno>
+#include <vector>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -20,6 +22,9 @@ constexpr std::size_t kPoolEvents = 2000;
 // Holds the longest event that the pool can bring (28 bytes a cell): one that did not fit
 // would stay in front of the queue for ever.
 constexpr std::size_t kInputBufferBytes = 65536;
+
+// Ports are numbered from 0, and the numbers above mean something else.
+constexpr unsigned char kPortThatIsNotThere = 252;
 
 struct SubscriptionDeleter {
     void operator()(snd_seq_port_subscribe_t* it) const { snd_seq_port_subscribe_free(it); }
@@ -79,7 +84,24 @@ std::unique_ptr<Sequencer> Sequencer::Open(const std::string& name, int& error)
     snd_seq_set_client_name(handle, SequencerName(name).c_str());
     snd_seq_set_client_pool_input(handle, kPoolEvents);
     snd_seq_set_input_buffer_size(handle, kInputBufferBytes);
+    sequencer->ReserveOutput();
     return sequencer;
+}
+
+// The library makes the buffer for events with data as large as the first of them needs, and
+// allocates again for every later one that is longer than that buffer's count of whole events:
+// so the first one is long enough for all pieces, and goes to a port that is not there.
+void Sequencer::ReserveOutput()
+{
+    constexpr std::size_t kEnough
+        = (kMaxPieceBytes + sizeof(snd_seq_event_t)) * sizeof(snd_seq_event_t);
+    std::vector<std::uint8_t> bytes(kEnough);
+    snd_seq_event_t event;
+    snd_seq_ev_clear(&event);
+    snd_seq_ev_set_direct(&event);
+    snd_seq_ev_set_dest(&event, mClient, kPortThatIsNotThere);
+    snd_seq_ev_set_sysex(&event, static_cast<unsigned>(bytes.size()), bytes.data());
+    TryWrite(event);
 }
 
 Sequencer::Sequencer(snd_seq_t* handle)

@@ -69,6 +69,7 @@ public:
 
 private:
     explicit Sequencer(snd_seq_t* handle);
+    void ReserveOutput();
 
     snd_seq_t* mHandle;
     std::uint8_t mClient = 0;

@@ -445,7 +445,7 @@ bool JackClient::StoreEvent(
 void JackClient::Receive(DriverHost& host) noexcept
 {
     mReceived.consume_all([&host](const Received& part) {
-        host.OnReceived(0, part.origin, part.time, part.bytes.data(), part.length);
+        host.OnReceived(0, part.origin, 0, part.time, part.bytes.data(), part.length);
     });
 }
 
