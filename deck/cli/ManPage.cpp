@@ -121,7 +121,8 @@ std::string ManPage(const CLI::App& app)
     const std::vector<CommandDocs> commands = DescribeCommands(app);
     std::ostringstream page;
     page << ".TH KORVA\\-DECK 1 \"\" \"korva\\-deck " << KORVA_VERSION << "\" \"User Commands\"\n"
-         << ".nh\n.ad l\n.SH NAME\nkorva\\-deck \\- a deck that obeys MIDI Machine Control and sends MIDI Time "
+         << ".nh\n.ad l\n.SH NAME\nkorva\\-deck \\- a deck that obeys MIDI Machine Control and "
+            "sends MIDI Time "
             "Code\n"
          << ".SH SYNOPSIS\n.B korva\\-deck\n.I COMMAND\n[\\fIOPTIONS\\fR]\n"
          << ".SH DESCRIPTION\n";
