@@ -76,7 +76,7 @@ TEST_F(BadInputTest, NamesAWrongOptionRateOrTimecode)
     EXPECT_EQ(Run({"run", "--start", "25:61:00:00"}), 2);
     EXPECT_THAT(mOutput, HasSubstr("--start 25:61:00:00"));
     EXPECT_EQ(Run({}), 2);
-    EXPECT_THAT(mOutput, HasSubstr("ports, run or demo"));
+    EXPECT_THAT(mOutput, HasSubstr("ports, run, play, demo"));
 }
 
 TEST_F(BadInputTest, KeepsABrokenSettingsFileAndRuns)
