@@ -12,6 +12,9 @@
 #include <thread>
 #include <utility>
 
+#include <signal.h>
+#include <unistd.h>
+
 namespace midiservice {
 
 namespace {
@@ -53,6 +56,12 @@ JackPortNames NamesOf(const jack_port_t* port)
     for (int index = 0; index < count; ++index)
         names.aliases.emplace_back(aliases[index]);
     return names;
+}
+
+/// A thread of this process; false for 0.
+bool IsAlive(pid_t thread) noexcept
+{
+    return thread != 0 && tgkill(getpid(), thread, 0) == 0;
 }
 
 } // namespace
@@ -168,8 +177,12 @@ JackClient::JackClient(jack_client_t* client, DriverHost& host, JackListener& li
 // Callbacks use the client until it is closed, so nothing of ours goes, or changes, before.
 JackClient::~JackClient()
 {
-    // Where the server has died, libjack cancels the callback's thread, wherever that is.
-    for (int attempt = 0; attempt < kGraphAttempts && mProcessGate.IsPassUnderWay(); ++attempt)
+    // Where the server has died, libjack cancels its threads, wherever they are: within a callback
+    // of ours, or while they hold a mutex that closing then waits for, for ever. The one that told
+    // of the death ends by itself some milliseconds later.
+    const auto isBusy
+        = [this] { return mProcessGate.IsPassUnderWay() || IsAlive(mMessenger.load()); };
+    for (int attempt = 0; attempt < kGraphAttempts && isBusy(); ++attempt)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     jack_client_close(mClient);
 }
@@ -186,9 +199,7 @@ bool JackClient::Activate()
         this);
     jack_on_info_shutdown(
         client,
-        [](jack_status_t, const char*, void* self) {
-            static_cast<JackClient*>(self)->mListener.OnJackGone();
-        },
+        [](jack_status_t, const char*, void* self) { static_cast<JackClient*>(self)->OnGone(); },
         this);
     jack_set_port_registration_callback(
         client,
@@ -209,6 +220,12 @@ bool JackClient::Activate()
         },
         this);
     return jack_activate(client) == 0;
+}
+
+void JackClient::OnGone() noexcept
+{
+    mMessenger.store(gettid());
+    mListener.OnJackGone();
 }
 
 HostTime JackClient::HostTimeOf(jack_time_t microseconds) const noexcept

@@ -19,6 +19,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/types.h>
+
 namespace midiservice {
 
 /// What the server tells; called on libjack's threads.
@@ -130,6 +132,7 @@ private:
     bool StoreEvent(
         EndpointKey origin, HostTime time, const std::uint8_t* bytes, std::size_t length) noexcept;
     std::set<std::string> EndingPorts(const char* const* listed);
+    void OnGone() noexcept;
     void OnPort(jack_port_id_t id, bool isThere) noexcept;
     void OnRenamed(const char* oldName) noexcept;
 
@@ -149,6 +152,8 @@ private:
     std::map<jack_port_id_t, std::string> mNamesByID;
     std::set<std::string> mEnding; // announced as ended, and not as begun since
     std::set<std::string> mEnded;  // since they were last taken
+
+    std::atomic<pid_t> mMessenger{0}; // the thread that told that the server is gone
 
     jack_client_t* const mClient; // never changes: callbacks read it
 };
