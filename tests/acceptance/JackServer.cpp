@@ -67,8 +67,9 @@ JackServer::~JackServer()
 
 void JackServer::Start()
 {
-    mServer = std::make_unique<Program>(
-        std::vector<std::string>{"jackd", "-n", mName, "-r", "-d", "dummy", "-p", "128"},
+    // It ends with us, however we end
+    mServer = std::make_unique<Program>(std::vector<std::string>{"setpriv", "--pdeathsig", "KILL",
+                                            "jackd", "-n", mName, "-r", "-d", "dummy", "-p", "128"},
         Program::Environment{});
     const auto end = std::chrono::steady_clock::now() + kDeadline;
     jack_client_t* probe = nullptr;
