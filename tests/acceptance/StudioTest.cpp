@@ -281,7 +281,7 @@ TEST_F(StudioTest, StaysWithTheClockForTenMinutes)
         }
     }
     const auto took = times.back() - times.front();
-    const auto ideal = std::chrono::milliseconds(10) * (times.size() - 1);
+    const auto ideal = std::chrono::milliseconds(10) * static_cast<int>(times.size() - 1);
     std::cout << times.size() << " quarter frames, "
               << std::chrono::duration<double, std::milli>(took - ideal).count() << " ms off\n";
     EXPECT_LT(std::chrono::abs(took - ideal), std::chrono::milliseconds(20)) << "half a frame";
