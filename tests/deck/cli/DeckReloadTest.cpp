@@ -43,8 +43,8 @@ TEST(DeckReload, TellsWhatIsDoneFromWhatNeedsARestart)
         ElementsAre(
             "in", "out", "mtc", "wind-speed", "locate-rate", "no-revive", "status-interval"));
     EXPECT_THAT(changes.later,
-        ElementsAre("rate", "start", "mtc-pacing and mtc-offset", "no-own-ports", "bundle", "settings", "takes",
-            "json", "no-wait"));
+        ElementsAre("rate", "start", "mtc-pacing and mtc-offset", "no-own-ports", "bundle",
+            "settings", "takes", "json", "no-wait"));
     EXPECT_EQ(Describe({true, {"in", "out"}, {"rate"}}), "changed: in, out; needs a restart: rate");
 }
 

@@ -53,8 +53,7 @@ CF_EXPORT Boolean KorvaMIDIServiceIsHidden(MIDIEndpointRef endpoint);
 /* As MIDIReceived, but a packet whose time stamp lies ahead leaves at that time,
  * as with MIDISend. Listeners within the process may get it some milliseconds
  * earlier. Any thread, real-time. */
-CF_EXPORT OSStatus KorvaMIDIServiceSendFrom(
-    MIDIEndpointRef source, const MIDIPacketList* packets);
+CF_EXPORT OSStatus KorvaMIDIServiceSendFrom(MIDIEndpointRef source, const MIDIPacketList* packets);
 
 /* Drops what KorvaMIDIServiceSendFrom has scheduled and not sent yet. Any thread,
  * real-time. */
