@@ -294,7 +294,7 @@ TEST_F(HeadlessTest, EndsWithTheTerminalThatItWasStartedIn)
         GTEST_SKIP() << "script is not installed: no terminal to hang up";
     }
     Program terminal(
-        {"script", "-qc", std::string(KORVA_DECK) + " run", "/dev/null"}, mEnvironment);
+        {"script", "-qc", "'" + std::string(KORVA_DECK) + "' run", "/dev/null"}, mEnvironment);
     ASSERT_TRUE(terminal.WaitForLine("no ports are chosen")) << terminal.Output();
     ASSERT_EQ(Run({"status"}), 0) << mOutput;
 
