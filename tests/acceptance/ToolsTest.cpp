@@ -58,7 +58,7 @@ protected:
         const auto file = mHome / "input";
         Write(file, input);
         Program program(
-            {"sh", "-c", std::string(KORVA_DECK) + " " + arguments + " < " + file.string()},
+            {"sh", "-c", "'" KORVA_DECK "' " + arguments + " < '" + file.string() + "'"},
             mEnvironment);
         const int status = program.Wait();
         mOutput = program.Output();
