@@ -48,7 +48,8 @@ bool JackServer::IsInstalled()
     return std::system("command -v jackd >/dev/null") == 0;
 }
 
-JackServer::JackServer()
+JackServer::JackServer(int period)
+    : mPeriod(period)
 {
     for (int number = 0; mNameLock < 0; ++number) {
         if (number == 100) {
@@ -68,8 +69,9 @@ JackServer::~JackServer()
 void JackServer::Start()
 {
     // It ends with us, however we end
-    mServer = std::make_unique<Program>(std::vector<std::string>{"setpriv", "--pdeathsig", "KILL",
-                                            "jackd", "-n", mName, "-r", "-d", "dummy", "-p", "128"},
+    mServer = std::make_unique<Program>(
+        std::vector<std::string>{"setpriv", "--pdeathsig", "KILL", "jackd", "-n", mName, "-r", "-d",
+            "dummy", "-p", std::to_string(mPeriod)},
         Program::Environment{});
     const auto end = std::chrono::steady_clock::now() + kDeadline;
     jack_client_t* probe = nullptr;

@@ -17,7 +17,9 @@ class JackServer {
 public:
     static bool IsInstalled();
 
-    JackServer();
+    /// A client that is late for a cycle loses what is in it: with a long period, in frames of
+    /// 1/48000 s, that takes a very busy machine; with a short one times are exact.
+    explicit JackServer(int period = 128);
     ~JackServer();
     JackServer(const JackServer&) = delete;
     JackServer& operator=(const JackServer&) = delete;
@@ -28,10 +30,13 @@ public:
     void Start();
     void Stop();
     void Kill();
+    /// What it has said: which client missed which cycle, for one.
+    std::string Output() const { return mServer->Output(); }
 
 private:
     void End(int signal);
 
+    int mPeriod;
     std::string mName;
     int mNameLock = -1;
     std::unique_ptr<Program> mServer;

@@ -41,7 +41,7 @@ protected:
         if (!JackServer::IsInstalled()) {
             GTEST_SKIP() << "jackd is not installed: no JACK server to test with";
         }
-        mServer.emplace();
+        mServer.emplace(1024);
         mEnvironment["KEL_MIDI_SERVICE"] = "jack";
         mEnvironment["JACK_DEFAULT_SERVER"] = mServer->Name();
     }
@@ -140,8 +140,8 @@ TEST_F(JackTest, ServesItsOwnPortsBesideTheChosenOnes)
     ASSERT_TRUE(other.Wire("korva-deck:MMC in", "korva-deck:MTC out"));
 
     other.SendInOneCycle({LocateToScene()});
-    EXPECT_TRUE(mPeer->WaitFor(SceneFullFrame())) << deck->Output();
-    EXPECT_TRUE(other.WaitFor(SceneFullFrame())) << deck->Output();
+    EXPECT_TRUE(mPeer->WaitFor(SceneFullFrame())) << deck->Output() << mServer->Output();
+    EXPECT_TRUE(other.WaitFor(SceneFullFrame())) << deck->Output() << mServer->Output();
     mPeer->SendInOneCycle({kPlay});
     EXPECT_TRUE(mPeer->WaitFor(IsQuarterFrame)) << deck->Output();
     EXPECT_TRUE(other.WaitFor(IsQuarterFrame)) << deck->Output();
