@@ -39,12 +39,17 @@ std::vector<json> JsonLines(const std::string& output)
 
 class ToolsTest : public DeckTest {
 protected:
+    explicit ToolsTest(int period = 1024)
+        : mPeriod(period)
+    {
+    }
+
     void SetUp() override
     {
         if (!JackServer::IsInstalled()) {
             GTEST_SKIP() << "jackd is not installed: no JACK server to test with";
         }
-        mServer.emplace();
+        mServer.emplace(mPeriod);
         mServer->Start();
         mConsole.emplace(*mServer, "Console");
         mRecorder.emplace(*mServer, "Recorder");
@@ -75,6 +80,7 @@ protected:
         return messages;
     }
 
+    int mPeriod; // of the server
     std::optional<JackServer> mServer;
     std::optional<JackPeer> mConsole;
     std::optional<JackPeer> mRecorder;
@@ -235,6 +241,11 @@ enum Verdict : int { kSound = 0, kNotSound = 1, kWrong = 2, kNothingHeard = 3 };
 
 class CheckMtcTest : public ToolsTest {
 protected:
+    CheckMtcTest()
+        : ToolsTest(128)
+    {
+    }
+
     /// A deck that rolls, whose output the others find as a source.
     std::unique_ptr<Program> StartRolling(const std::vector<std::string>& options = {})
     {
@@ -343,6 +354,11 @@ TEST_F(CheckMtcTest, RefusesWhatItCannotCheck)
 
 class DoctorTest : public ToolsTest {
 protected:
+    DoctorTest()
+        : ToolsTest(128)
+    {
+    }
+
     /// Examines; what it found of `check` at `level`.
     std::vector<std::string> Find(const std::string& check,
         const std::string& level,
