@@ -64,4 +64,15 @@ fs::path DeckTest::ConfigPath() const
     return mHome / "korva-deck" / "korva-deck.conf";
 }
 
+// The player's threads post events to the window through Qt, which guards its memory by means that
+// the thread sanitizer does not see: it is to look at modules that were built with it only, as ours
+// all are.
+void DeckTest::UseWindowsWithoutAScreen()
+{
+    mEnvironment["QT_QPA_PLATFORM"] = "offscreen";
+    const char* const options = std::getenv("TSAN_OPTIONS");
+    mEnvironment["TSAN_OPTIONS"]
+        = std::string(options != nullptr ? options : "") + ":ignore_noninstrumented_modules=1";
+}
+
 } // namespace deck::acceptance

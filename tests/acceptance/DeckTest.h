@@ -30,6 +30,9 @@ protected:
     std::filesystem::path ConfigPath() const;
 
     std::filesystem::path mHome;
+    /// For `play`.
+    void UseWindowsWithoutAScreen();
+
     Program::Environment mEnvironment;
     std::string mOutput;
 };

@@ -87,7 +87,7 @@ TEST_F(ShellTest, EveryExampleOfTheManPageWorks)
     const JackPeer recorder(server, "Recorder");
     mEnvironment["KEL_MIDI_SERVICE"] = "jack";
     mEnvironment["JACK_DEFAULT_SERVER"] = server.Name();
-    mEnvironment["QT_QPA_PLATFORM"] = "offscreen";
+    UseWindowsWithoutAScreen();
     ASSERT_EQ(Run({"man"}), 0);
 
     int tried = 0;

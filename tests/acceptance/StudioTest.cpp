@@ -100,7 +100,7 @@ private:
 
 TEST_F(StudioTest, EveryCommandOfTheReadmeWorks)
 {
-    mEnvironment["QT_QPA_PLATFORM"] = "offscreen";
+    UseWindowsWithoutAScreen();
     const std::string film = test::MakeFilm({"25", 50, "01:00:00:00"});
     int tried = 0;
     for (const std::string& command : ReadmeCommands()) {
