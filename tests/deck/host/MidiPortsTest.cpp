@@ -107,8 +107,8 @@ TEST_F(MidiPortsTest, CarryOnePacketWithItsTime)
         = MakePacketList(std::vector<std::uint8_t>(300, 0x40), std::chrono::nanoseconds(5));
 
     EXPECT_EQ(packets.numPackets, 1U);
-    EXPECT_EQ(packets.packet[0].timeStamp, 5U);
-    EXPECT_EQ(packets.packet[0].length, 256);
+    EXPECT_EQ(MIDITimeStamp{packets.packet[0].timeStamp}, 5U); // the packet is packed
+    EXPECT_EQ(UInt16{packets.packet[0].length}, 256);
     EXPECT_EQ(packets.packet[0].data[255], 0x40);
 }
 
