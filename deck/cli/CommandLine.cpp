@@ -217,25 +217,13 @@ int ParseWindSpeed(const std::string& text)
 
 double ParseInterval(const std::string& text)
 {
-    double seconds = 0;
-    const char* const end = text.data() + text.size();
-    const auto [parsed, error] = std::from_chars(text.data(), end, seconds);
-    if (error != std::errc() || parsed != end || !(seconds >= 0) || seconds > kLongestInterval) {
-        throw HostError(
-            "--status-interval " + text + ": it is a number of seconds from 0 to 86400");
-    }
-    return seconds;
+    return ParseNumber("--status-interval", text, 0, kLongestInterval, "a number of seconds");
 }
 
 MtcPacerOptions ParsePacing(const std::string& pacing, const std::string& offset)
 {
-    double millis = 0;
-    const char* const end = offset.data() + offset.size();
-    const auto [parsed, error] = std::from_chars(offset.data(), end, millis);
-    if (error != std::errc() || parsed != end || !(std::abs(millis) <= 1000)) {
-        throw HostError(
-            "--mtc-offset " + offset + ": it is a number of milliseconds from -1000 to 1000");
-    }
+    const double millis
+        = ParseNumber("--mtc-offset", offset, -1000, 1000, "a number of milliseconds");
     if (pacing != "on" && pacing != "off") {
         throw HostError("--mtc-pacing " + pacing + ": it is on or off");
     }
