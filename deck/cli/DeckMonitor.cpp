@@ -60,6 +60,7 @@ void DeckMonitor::Update(bool isDue)
         Revive();
     }
     mStatus.lost = mSession.RefusedCalls() + mSession.Events().Dropped() + CountLostMessages();
+    mStatus.picture = mDisplay.Picture();
     mDisplay.Show(mStatus, isDue);
 }
 

@@ -28,6 +28,8 @@ public:
     virtual void ShowTake(const Take&, FrameRate) {}
     /// Every frame that the transport reports.
     virtual void ShowPosition(const Position&) {}
+    /// How the picture follows, where there is one.
+    virtual std::optional<VideoStatus> Picture() const { return std::nullopt; }
 };
 
 /// JSON lines where `json`; else, on a terminal one line that is rewritten, and a line a change

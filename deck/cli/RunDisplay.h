@@ -38,7 +38,10 @@ public:
     {
         mInner.ShowMMC(message, prediction);
     }
+    bool WantsMTC() const override { return mInner.WantsMTC(); }
+    void ShowMTC(const host::MTCEvent& event) override { mInner.ShowMTC(event); }
     void ShowPosition(const Position& position) override { mInner.ShowPosition(position); }
+    std::optional<VideoStatus> Picture() const override { return mInner.Picture(); }
     void ShowTake(const Take& take, FrameRate rate) override
     {
         mTakes.Keep(take, rate);

@@ -88,6 +88,7 @@ WindowState WindowDeck::Read()
     }
     state.senderRate = status.senderRate;
     state.clock = mRun->Session().Punctuality().Text();
+    state.picture = mVideo ? cli::PictureText(mVideo->Status()) : "";
     state.trouble = Trouble(status);
     return state;
 }
@@ -234,6 +235,11 @@ void WindowDeck::ShowPosition(const Position& position)
         mVideo->Follow({FrameStart(position.frame, rate) - FrameStart(mOptions.mediaStart, rate),
             position.time, position.speed == 1});
     }
+}
+
+std::optional<VideoStatus> WindowDeck::Picture() const
+{
+    return mVideo ? std::optional(mVideo->Status()) : std::nullopt;
 }
 
 } // namespace deck::window

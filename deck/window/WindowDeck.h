@@ -38,6 +38,7 @@ public:
     bool WantsMTC() const override { return true; }
     void ShowMTC(const host::MTCEvent& event) override;
     void ShowPosition(const Position& position) override;
+    std::optional<VideoStatus> Picture() const override;
 
 private:
     using Clock = std::chrono::steady_clock;
