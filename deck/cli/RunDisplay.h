@@ -30,6 +30,7 @@ public:
         mBoard.Post(status);
         mInner.Show(status, isDue);
     }
+    void ShowPorts(const PortLists& ports) override { mInner.ShowPorts(ports); }
     void ShowCall(const HostCall& call, CallOutcome outcome) override
     {
         mInner.ShowCall(call, outcome);

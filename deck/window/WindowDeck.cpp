@@ -29,13 +29,11 @@ std::string TimeText(std::chrono::nanoseconds time)
     return text;
 }
 
-std::vector<PortChoice> Choices(host::PortDirection direction, const host::OwnPorts* own)
+std::vector<PortChoice> Choices(const std::vector<host::MidiPort>& ports)
 {
     std::vector<PortChoice> choices;
-    for (const host::MidiPort& port : host::ListPorts(direction)) {
-        if (own == nullptr || !own->Has(port.id)) {
-            choices.push_back({port.id, port.name, port.isAmbiguous});
-        }
+    for (const host::MidiPort& port : ports) {
+        choices.push_back({port.id, port.name, port.isAmbiguous});
     }
     return choices;
 }
@@ -73,8 +71,8 @@ WindowState WindowDeck::Read()
     state.isRecording = status.isRecording;
     state.rate = status.rate;
     state.service = status.service;
-    state.inputs = Choices(host::PortDirection::Source, mRun->Session().Own());
-    state.outputs = Choices(host::PortDirection::Destination, mRun->Session().Own());
+    state.inputs = mInputs;
+    state.outputs = mOutputs;
     state.input = status.in.id;
     state.output = status.out.id;
     state.isBound = status.IsBound();
@@ -188,6 +186,12 @@ void WindowDeck::Tell(const std::string& event, const std::string& text)
 }
 
 void WindowDeck::Show(const cli::DeckStatus&, bool) {}
+
+void WindowDeck::ShowPorts(const cli::PortLists& ports)
+{
+    mInputs = Choices(ports.sources);
+    mOutputs = Choices(ports.destinations);
+}
 
 void WindowDeck::ShowMMC(const host::RawMMC& message, const PluginPrediction& prediction)
 {

@@ -34,6 +34,7 @@ public:
     // Display
     void Tell(const std::string& event, const std::string& text) override;
     void Show(const cli::DeckStatus& status, bool isDue) override;
+    void ShowPorts(const cli::PortLists& ports) override;
     void ShowMMC(const host::RawMMC& message, const PluginPrediction& prediction) override;
     bool WantsMTC() const override { return true; }
     void ShowMTC(const host::MTCEvent& event) override;
@@ -55,6 +56,8 @@ private:
     const cli::PlayOptions& mOptions;
     std::unique_ptr<VideoPlayer> mVideo;
     cli::DeckRun* mRun = nullptr;
+    std::vector<PortChoice> mInputs;
+    std::vector<PortChoice> mOutputs;
     std::vector<MonitorRow> mRows;
     std::string mTrouble;                                            // the last warning
     std::array<std::optional<std::chrono::nanoseconds>, 2> mLastRow; // by MonitorKind

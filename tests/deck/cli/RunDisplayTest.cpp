@@ -14,6 +14,7 @@ class MockDisplay : public Display {
 public:
     MOCK_METHOD(void, Tell, (const std::string&, const std::string&), (override));
     MOCK_METHOD(void, Show, (const DeckStatus&, bool), (override));
+    MOCK_METHOD(void, ShowPorts, (const PortLists&), (override));
     MOCK_METHOD(void, ShowCall, (const HostCall&, CallOutcome), (override));
     MOCK_METHOD(void, ShowMMC, (const host::RawMMC&, const PluginPrediction&), (override));
     MOCK_METHOD(bool, WantsMTC, (), (const, override));
@@ -35,6 +36,8 @@ TEST(RunDisplay, HandsEverythingOn)
     display.Tell("note", "text");
     EXPECT_CALL(inner, Show(_, true));
     display.Show({}, true);
+    EXPECT_CALL(inner, ShowPorts);
+    display.ShowPorts({});
     EXPECT_CALL(inner, ShowCall(_, CallOutcome::Done));
     display.ShowCall({}, CallOutcome::Done);
     EXPECT_CALL(inner, ShowMMC);
