@@ -130,9 +130,9 @@ void DeckMonitor::NoteLocate(const HostCall& call)
 {
     const auto rate = FrameRate::FromSMPTEFormat(call.time.timeFormat);
     mStatus.senderRate = rate ? std::string(rate->Name()) : "unknown";
-    const bool isMismatch = call.time.timeFormat != mStatus.rate.SMPTEFormat()
+    mStatus.isSenderAtFault = call.time.timeFormat != mStatus.rate.SMPTEFormat()
         || call.time.frames >= mStatus.rate.NominalFps();
-    if (isMismatch && !mMismatchIsTold) {
+    if (mStatus.isSenderAtFault && !mMismatchIsTold) {
         mMismatchIsTold = true;
         mDisplay.Tell("note",
             "the sender locates at " + mStatus.senderRate + " fps, the deck runs at "

@@ -58,17 +58,28 @@ void DeckRun::Serve()
 /// How the deck is before it has a monitor.
 void DeckRun::ShowService(const ServiceStatus& service)
 {
-    DeckStatus status;
-    status.rate = mOptions.rate;
-    status.frame = mOptions.startFrame;
-    status.service = service.name;
-    status.waitsFor = service.waitsFor;
-    mBoard.Post(status);
+    mBefore.rate = mOptions.rate;
+    mBefore.frame = mOptions.startFrame;
+    mBefore.service = service.name;
+    mBefore.waitsFor = service.waitsFor;
+    mBoard.Post(mBefore);
 }
 
 bool DeckRun::Start()
 {
-    if (!WaitForService()) {
+    while (!TryStart()) {
+        host::DeckEvents& events = mSession.Events();
+        if (mSignals.Wait({events.Descriptor()}, kServicePoll) == StopSignals::Woken::BySignal) {
+            return false;
+        }
+        events.Clear();
+    }
+    return true;
+}
+
+bool DeckRun::TryStart()
+{
+    if (!IsServiceThere()) {
         return false;
     }
     const std::string settings = TakeOverSettings();
@@ -79,13 +90,16 @@ bool DeckRun::Start()
     mMonitor.emplace(mSession, mDisplay, mOptions.rate, mOptions.startFrame, mOptions.revive);
     mMonitor->SetPorts(host::ReadPortSettings(settings));
     SayWhatIsMissing();
+    mIsStarted = true;
     return true;
 }
 
 void DeckRun::End()
 {
     mSession.Stop();
-    mMonitor->Update(false);
+    if (mMonitor) {
+        mMonitor->Update(false);
+    }
 }
 
 void DeckRun::ChoosePorts(const host::PortSettings& ports)
@@ -95,25 +109,23 @@ void DeckRun::ChoosePorts(const host::PortSettings& ports)
     mMonitor->SetPorts(ports);
 }
 
-bool DeckRun::WaitForService()
+bool DeckRun::IsServiceThere()
 {
-    host::DeckEvents& events = mSession.Events();
-    const host::MidiClient client("korva-deck", [&events] { events.Wake(); });
-    bool isTold = false;
-    for (ServiceStatus status = GetServiceStatus(); !status.IsRunning();
-         status = GetServiceStatus()) {
-        CheckMayWait("the MIDI service " + status.name + ": " + status.waitsFor);
-        if (!isTold) {
-            ShowService(status);
-            mDisplay.Tell("waiting", status.name + ": " + status.waitsFor);
-            isTold = true;
-        }
-        if (mSignals.Wait({events.Descriptor()}, kServicePoll) == StopSignals::Woken::BySignal) {
-            return false;
-        }
-        events.Clear();
+    const bool isFirst = !mServiceWatch;
+    if (isFirst) { // opening a client starts the service
+        mServiceWatch.emplace("korva-deck", [this] { mSession.Events().Wake(); });
     }
-    return true;
+    const ServiceStatus status = GetServiceStatus();
+    if (status.IsRunning()) {
+        mServiceWatch.reset();
+        return true;
+    }
+    CheckMayWait("the MIDI service " + status.name + ": " + status.waitsFor);
+    if (isFirst) {
+        ShowService(status);
+        mDisplay.Tell("waiting", status.name + ": " + status.waitsFor);
+    }
+    return false;
 }
 
 void DeckRun::CheckMayWait(const std::string& what) const

@@ -28,6 +28,13 @@ public:
     /// [host, may block]
     bool Start();
 
+    /// The same for who cannot wait: false where the service is not there yet. Call it again when
+    /// the session's events wake, or after a while. [host, may block]
+    bool TryStart();
+    bool IsStarted() const noexcept { return mIsStarted; }
+    /// The configuration names ports that are not there. [host]
+    bool WaitsForPorts() const noexcept { return mPortWatch.has_value(); }
+
     /// Takes in what has happened, and shows it. After Start. [host, may block]
     void Update(bool isDue);
 
@@ -40,6 +47,8 @@ public:
 
     /// After Start.
     DeckMonitor& Monitor() { return *mMonitor; }
+    /// Before Start, too.
+    const DeckStatus& Status() const noexcept { return mMonitor ? mMonitor->Status() : mBefore; }
     host::DeckSession& Session() noexcept { return mSession; }
 
     /// Brings the transport to rest and takes in the last of it, a take's end among it.
@@ -50,7 +59,7 @@ public:
     void ChoosePorts(const host::PortSettings& ports);
 
 private:
-    bool WaitForService();
+    bool IsServiceThere();
     void Serve();
     void ShowService(const ServiceStatus& service);
     void CheckMayWait(const std::string& what) const;
@@ -69,7 +78,10 @@ private:
     RunDisplay mDisplay;
     std::optional<StatusServer> mServer; // nothing where it cannot listen
     host::DeckSession mSession;
+    std::optional<host::MidiClient> mServiceWatch; // while the service is not there
+    DeckStatus mBefore;                            // until there is a monitor
     std::optional<DeckMonitor> mMonitor;
+    bool mIsStarted = false;
     // While ports that the configuration names are not there
     std::atomic<bool> mPortsChanged{false}; // set by the notification thread
     std::optional<host::MidiClient> mPortWatch;

@@ -122,7 +122,7 @@ std::string StatusText(const DeckStatus& status, std::size_t width)
     text += "  MMC " + std::to_string(status.mmc) + "  calls " + std::to_string(status.calls);
     text += status.mtc ? "  MTC on" : "  MTC off";
     if (status.picture) {
-        text += "  " + PictureText(*status.picture);
+        text += "  picture " + PictureText(*status.picture);
     }
     if (status.takes > 0) {
         text += "  takes " + std::to_string(status.takes);
@@ -135,14 +135,14 @@ std::string StatusText(const DeckStatus& status, std::size_t width)
 
 std::string PictureText(const VideoStatus& picture)
 {
-    std::string text = "picture ";
+    std::string text = "not there yet";
     if (picture.drift) {
         char drift[64];
         std::snprintf(drift, sizeof drift, "%+.0f ms, at most %+.0f ms", picture.drift->mean,
             picture.drift->worst);
-        text += drift;
-    } else {
-        text += picture.shownFrame ? std::to_string(*picture.shownFrame) : "not there yet";
+        text = drift;
+    } else if (picture.shownFrame) {
+        text = "frame " + std::to_string(*picture.shownFrame);
     }
     return picture.dropped > 0 ? text + ", " + std::to_string(picture.dropped) + " dropped" : text;
 }

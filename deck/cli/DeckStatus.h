@@ -38,6 +38,7 @@ struct DeckStatus {
     std::uint64_t lost = 0;  // calls and events without room, and messages that the service lost
     int takes = 0;
     std::string senderRate;             // of the last locate; empty before the first
+    bool isSenderAtFault = false;       // its rate, or its frame number, is not of the deck's rate
     std::optional<VideoStatus> picture; // where there is a video
     std::string deaf; // why the plug-in obeys nothing any more; empty while it does
 
@@ -54,7 +55,7 @@ bool IsChange(const DeckStatus& before, const DeckStatus& after);
 /// One line without its end, at most `width` columns wide.
 std::string StatusText(const DeckStatus& status, std::size_t width = 1000);
 
-/// "picture +3 ms, at most 8 ms", or "picture 1234" where it stands; with what was dropped.
+/// "+3 ms, at most +8 ms", or "frame 1234" where it stands; with what was dropped.
 std::string PictureText(const VideoStatus& picture);
 
 /// {"event":"status", ...}, one line without its end.

@@ -82,6 +82,7 @@ VideoPlayer::~VideoPlayer()
 
 void VideoPlayer::SetUp(const Options& options)
 {
+    mPlaysSound = options.audio;
     std::setlocale(LC_NUMERIC, "C"); // mpv refuses to start otherwise
     mMpv.reset(mpv_create());
     if (!mMpv) {
@@ -94,7 +95,7 @@ void VideoPlayer::SetUp(const Options& options)
         {"keep-open", "always"},
         {"hr-seek", "always"},
         {"hr-seek-framedrop", "no"},
-        {"audio", options.audio ? "auto" : "no"},
+        {"aid", options.audio ? "auto" : "no"},
         {"sub", "no"},
         {"osd-level", "0"},
         {"ytdl", "no"},
@@ -164,6 +165,13 @@ void VideoPlayer::Follow(const PlayHead& head)
         mHead = head;
     }
     mpv_wakeup(mMpv.get());
+}
+
+void VideoPlayer::PlaySound(bool isPlayed)
+{
+    mPlaysSound = isPlayed;
+    const char* track = isPlayed ? "auto" : "no";
+    mpv_set_property_async(mMpv.get(), 0, "aid", MPV_FORMAT_STRING, &track);
 }
 
 void VideoPlayer::SetPictureChanged(std::function<void()> changed)

@@ -62,6 +62,10 @@ public:
     /// replace each other, and the last always lands. [transport]
     void Follow(const PlayHead& head);
 
+    /// The film's, where it has any. [any thread]
+    void PlaySound(bool isPlayed);
+    bool PlaysSound() const noexcept { return mPlaysSound.load(); }
+
     /// `changed` is called, on a thread of the player's, whenever a new picture can be rendered; it
     /// must only note that. [host]
     void SetPictureChanged(std::function<void()> changed);
@@ -112,6 +116,7 @@ private:
     std::function<void()> mPictureChanged; // guarded by mMutex
     std::atomic<bool> mEnding{false};
     std::atomic<bool> mHasPicture{false};
+    std::atomic<bool> mPlaysSound{false};
     // When the picture came that is not drawn yet; 0 where there is none
     std::atomic<std::int64_t> mCameAt{0};
     std::atomic<std::int64_t> mDrawNanos{0}; // from there to drawn, on average

@@ -16,7 +16,7 @@ public:
 
     void Set(Colour colour, const QString& words);
 
-    QSize sizeHint() const override { return {14, 14}; }
+    QSize sizeHint() const override { return {20, 20}; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;

@@ -1,5 +1,7 @@
 #include "deck/window/MonitorView.h"
 
+#include "deck/window/Switch.h"
+
 #include <QBoxLayout>
 #include <QComboBox>
 #include <QFileDialog>
@@ -49,16 +51,23 @@ MonitorView::MonitorView()
     mFilter = new QComboBox;
     mFilter->setObjectName("Filter");
     mFilter->setAccessibleName(tr("What the monitor shows"));
+    mFilter->setToolTip(tr("What the monitor shows"));
+    mFilter->setFocusPolicy(Qt::TabFocus);
     mFilter->addItems({tr("Everything"), tr("MMC"), tr("MTC"), tr("Trouble")});
     mFilter->setCurrentIndex(kMMCOnly); // time code alone is a hundred lines a second
     connect(mFilter, &QComboBox::currentIndexChanged, this, [this] { ShowAll(); });
-    mHold = new QPushButton(tr("&Hold"));
-    mHold->setCheckable(true);
-    mHold->setToolTip(tr("Hold the monitor still; what comes meanwhile is shown afterwards"));
-    connect(mHold, &QPushButton::toggled, this, [this] { ShowAll(); });
+    mHold = new Switch(
+        tr("&Hold"), tr("Hold the monitor still; what comes meanwhile is shown afterwards"));
+    mHold->setObjectName("Hold");
+    connect(mHold, &QPushButton::toggled, this, [this] {
+        ShowAll();
+        ShowHeld();
+    });
     auto* save = new QPushButton(tr("Sa&ve..."));
+    save->setFocusPolicy(Qt::TabFocus);
     connect(save, &QPushButton::clicked, this, [this] { AskWhereToSave(); });
     auto* clear = new QPushButton(tr("&Clear"));
+    clear->setFocusPolicy(Qt::TabFocus);
     connect(clear, &QPushButton::clicked, this, [this] { Clear(); });
 
     auto* rows = new QVBoxLayout(this);
@@ -77,15 +86,17 @@ void MonitorView::MakeTable()
     mTable = new QTableWidget(0, 5);
     mTable->setAccessibleName(tr("Monitor"));
     mTable->setHorizontalHeaderLabels(
-        {tr("Time"), tr("+ us"), tr("Bytes"), tr("Meaning"), tr("Effect")});
+        {tr("Time"), tr("+ us"), tr("Meaning"), tr("Effect"), tr("Bytes")});
     mTable->verticalHeader()->hide();
     mTable->verticalHeader()->setDefaultSectionSize(fontMetrics().lineSpacing() + 6);
     mTable->horizontalHeader()->setStretchLastSection(true);
     mTable->setShowGrid(false);
+    mTable->setWordWrap(false);
+    mTable->setMinimumHeight(7 * fontMetrics().lineSpacing());
     mTable->setSelectionBehavior(QAbstractItemView::SelectRows);
     mTable->setTabKeyNavigation(false);
     const int digit = fontMetrics().horizontalAdvance('0');
-    const std::array widths{10, 7, 14, 12};
+    const std::array widths{11, 8, 22, 12};
     for (int column = 0; column < static_cast<int>(widths.size()); ++column) {
         mTable->setColumnWidth(column, digit * widths[static_cast<std::size_t>(column)]);
     }
@@ -110,8 +121,8 @@ void MonitorView::Add(std::vector<MonitorRow> rows)
     const QScrollBar& bar = *mTable->verticalScrollBar();
     const bool follows = bar.value() >= bar.maximum() - 1;
     for (MonitorRow& row : rows) {
-        if (!mHold->isChecked() && Passes(row)) {
-            Show(row);
+        if (Passes(row)) {
+            mHold->isChecked() ? void(++mWaiting) : Show(row);
         }
         mRows.push_back(std::move(row));
     }
@@ -121,6 +132,17 @@ void MonitorView::Add(std::vector<MonitorRow> rows)
     if (follows && !rows.empty()) {
         mTable->scrollToBottom();
     }
+    ShowHeld();
+}
+
+void MonitorView::ShowHeld()
+{
+    mWaiting = mHold->isChecked() ? mWaiting : 0;
+    const QString title
+        = mHold->isChecked() ? tr("Monitor, held; %1 wait").arg(mWaiting) : tr("Monitor");
+    if (this->title() != title) {
+        setTitle(title);
+    }
 }
 
 void MonitorView::Show(const MonitorRow& row)
@@ -128,7 +150,7 @@ void MonitorView::Show(const MonitorRow& row)
     const int index = mTable->rowCount();
     mTable->insertRow(index);
     int column = 0;
-    for (const std::string* text : {&row.time, &row.since, &row.bytes, &row.meaning, &row.effect}) {
+    for (const std::string* text : {&row.time, &row.since, &row.meaning, &row.effect, &row.bytes}) {
         mTable->setItem(index, column++, MakeCell(*text, row.isTrouble));
     }
     while (mTable->rowCount() > kShown) {

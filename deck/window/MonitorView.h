@@ -9,10 +9,11 @@
 #include <deque>
 
 class QComboBox;
-class QPushButton;
 class QTableWidget;
 
 namespace deck::window {
+
+class Switch;
 
 /// All of it on the thread of the QApplication.
 class MonitorView final : public QGroupBox {
@@ -35,12 +36,14 @@ private:
     bool Passes(const MonitorRow& row) const;
     void Show(const MonitorRow& row);
     void ShowAll();
+    void ShowHeld();
     void AskWhereToSave();
 
     std::deque<MonitorRow> mRows;
     QTableWidget* mTable = nullptr;
     QComboBox* mFilter = nullptr;
-    QPushButton* mHold = nullptr;
+    Switch* mHold = nullptr;
+    int mWaiting = 0; // rows that came while it was held
 };
 
 } // namespace deck::window

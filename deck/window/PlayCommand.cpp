@@ -9,12 +9,47 @@
 #include <QSocketNotifier>
 #include <QTimer>
 
+#include <exception>
 #include <iostream>
 
 namespace deck::window {
 namespace {
 
 constexpr int kSignalPollMillis = 100;
+
+/// Starts the deck once the MIDI service is there, then takes in what happens. An exception must
+/// not fly through Qt's event loop: it ends the loop and waits.
+class Looker {
+public:
+    explicit Looker(cli::DeckRun& run)
+        : mRun(run)
+    {
+    }
+
+    void Look()
+    {
+        try {
+            if (mRun.IsStarted() || mRun.TryStart()) {
+                mRun.Update(false);
+            } else {
+                mRun.Session().Events().Clear();
+            }
+        } catch (...) {
+            mFailure = std::current_exception();
+            QApplication::quit();
+        }
+    }
+    void ThrowFailure() const
+    {
+        if (mFailure) {
+            std::rethrow_exception(mFailure);
+        }
+    }
+
+private:
+    cli::DeckRun& mRun;
+    std::exception_ptr mFailure;
+};
 
 } // namespace
 
@@ -29,15 +64,15 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
 
     WindowDeck model(options);
     cli::DeckRun run(options.run, signals, model);
-    if (!run.Start()) {
-        return kExitDone;
-    }
     model.Attach(run);
+    Looker looker(run);
+    looker.Look(); // what is wrong from the start needs no window
+    looker.ThrowFailure();
     const QSocketNotifier events(run.Session().Events().Descriptor(), QSocketNotifier::Read);
-    QObject::connect(&events, &QSocketNotifier::activated, [&] { run.Update(false); });
+    QObject::connect(&events, &QSocketNotifier::activated, [&] { looker.Look(); });
     QTimer poll;
     QObject::connect(&poll, &QTimer::timeout, [&] {
-        run.Update(false); // a revival may be due
+        looker.Look(); // a revival may be due
         if (signals.Wait({}, std::chrono::milliseconds(0)) == cli::StopSignals::Woken::BySignal) {
             QApplication::quit();
         }
@@ -46,7 +81,7 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
 
     DeckWindow window(model, {options.burnIn});
     if (options.fullScreen) {
-        window.showFullScreen();
+        window.FillScreen(true);
     } else {
         window.show();
     }
@@ -54,6 +89,7 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
               << options.run.rate.Name() << " fps, from "
               << FormatFrame(options.run.startFrame, options.run.rate) << std::endl;
     QApplication::exec();
+    looker.ThrowFailure();
     run.End();
     return kExitDone;
 }

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <utility>
 
 namespace deck::window {
@@ -26,6 +27,17 @@ std::string TimeText(std::chrono::nanoseconds time)
     char text[32];
     std::snprintf(text, sizeof text, "%lld.%06lld", static_cast<long long>(micros / 1000000 % 1000),
         static_cast<long long>(micros % 1000000));
+    return text;
+}
+
+/// "10:31:05", as the clock on the wall.
+std::string ClockTime()
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    char text[16];
+    std::strftime(text, sizeof text, "%H:%M:%S", &local);
     return text;
 }
 
@@ -62,19 +74,29 @@ void WindowDeck::Attach(cli::DeckRun& run)
 
 WindowState WindowDeck::Read()
 {
-    const cli::DeckStatus& status = mRun->Monitor().Status();
+    const cli::DeckStatus& status = mRun->Status();
     LookAtMTC();
     WindowState state;
+    state.isReady = mRun->IsStarted();
     state.title = mOptions.file ? mOptions.file->filename().string() : "";
     state.timecode = FormatFrame(status.frame, status.rate);
     state.state = NameOf(status.state);
     state.isRecording = status.isRecording;
-    state.rate = status.rate;
     state.service = status.service;
+    ReadPorts(state, status);
+    ReadRates(state, status);
+    state.notices = Notices(status);
+    return state;
+}
+
+void WindowDeck::ReadPorts(WindowState& state, const cli::DeckStatus& status) const
+{
     state.inputs = mInputs;
     state.outputs = mOutputs;
     state.input = status.in.id;
     state.output = status.out.id;
+    state.inputName = status.in.name;
+    state.outputName = status.out.name;
     state.isBound = status.IsBound();
     state.hasOwnPorts = status.hasOwnPorts;
     state.transmitsMTC = status.mtc;
@@ -84,22 +106,104 @@ WindowState WindowDeck::Read()
     if (mLastMTC) {
         state.sinceMTC = Clock::now() - *mLastMTC;
     }
-    state.senderRate = status.senderRate;
-    state.clock = mRun->Session().Punctuality().Text();
-    state.picture = mVideo ? cli::PictureText(mVideo->Status()) : "";
-    state.trouble = Trouble(status);
-    return state;
 }
 
-std::string WindowDeck::Trouble(const cli::DeckStatus& status) const
+void WindowDeck::ReadRates(WindowState& state, const cli::DeckStatus& status) const
 {
+    state.rate = status.rate;
+    state.senderRate = status.senderRate;
+    state.isSenderAtFault = status.isSenderAtFault;
+    state.clock = mRun->Session().Punctuality().Text();
+    if (mVideo) {
+        const MediaInfo& film = mVideo->Info();
+        const auto rate = film.Rate();
+        state.film = (rate ? std::string(rate->Name()) : "unknown") + " fps, "
+            + FormatFrame(mOptions.mediaStart, status.rate) + " to "
+            + FormatFrame(FilmEnd(), status.rate);
+        state.hasSound = film.hasAudio ? std::optional(mVideo->PlaysSound()) : std::nullopt;
+        state.picture = cli::PictureText(mVideo->Status());
+    }
+}
+
+/// The deck's frame after the last picture, whatever the rates of both.
+FrameNumber WindowDeck::FilmEnd() const
+{
+    const FrameRate rate = mRun->Status().rate;
+    const MediaInfo& film = mVideo->Info();
+    const std::int64_t deckFrames = film.frameCount * film.fpsDenominator * rate.Numerator();
+    const std::int64_t perFilmFrame = film.fpsNumerator * rate.Denominator();
+    return mOptions.mediaStart + (deckFrames + perFilmFrame - 1) / perFilmFrame;
+}
+
+std::vector<Notice> WindowDeck::Notices(const cli::DeckStatus& status) const
+{
+    std::vector<Notice> notices;
     if (!status.waitsFor.empty()) {
-        return status.service + ": " + status.waitsFor;
+        notices.push_back({Severity::Note,
+            "Waiting for the MIDI service " + status.service + ": " + status.waitsFor});
+    } else if (const auto ports = PortNotice(status); ports && mRun->IsStarted()) {
+        notices.push_back({Severity::Note, *ports});
     }
-    if ((!status.in.id || !status.out.id) && !status.hasOwnPorts) {
-        return "No ports are chosen: pick both above. The plug-in binds both or none.";
+    if (!status.deaf.empty()) {
+        notices.push_back(
+            {Severity::Warning, "The plug-in obeys nothing any more: " + status.deaf});
     }
-    return mTrouble;
+    if (status.lost > 0) {
+        notices.push_back({Severity::Warning,
+            "LOST " + std::to_string(status.lost) + ": messages or calls for which was no room"});
+    }
+    if (const auto film = FilmNotice(status)) {
+        notices.push_back({Severity::Note, *film});
+    }
+    if (mTold) {
+        notices.push_back(*mTold);
+    }
+    std::stable_partition(notices.begin(), notices.end(),
+        [](const Notice& notice) { return notice.severity == Severity::Warning; });
+    return notices;
+}
+
+std::optional<std::string> WindowDeck::PortNotice(const cli::DeckStatus& status) const
+{
+    if (mRun->WaitsForPorts()) {
+        return "Waiting: " + mWaiting;
+    }
+    if (!status.in.id && !status.out.id) {
+        return status.hasOwnPorts ? std::nullopt
+                                  : std::optional("No ports are chosen: choose both above.");
+    }
+    if (!status.in.id || !status.out.id) {
+        return "Only one port is chosen, so neither is used: choose both above.";
+    }
+    for (const cli::PortStatus* const port : {&status.in, &status.out}) {
+        if (!port->isThere) {
+            return (port->name.empty() ? "Port " + std::to_string(*port->id) : port->name)
+                + " is not there, so neither port is used; both are taken when it comes.";
+        }
+    }
+    const auto isAmbiguous = [](const std::vector<PortChoice>& ports, std::int32_t id) {
+        return std::any_of(ports.begin(), ports.end(),
+            [id](const PortChoice& port) { return port.id == id && port.isAmbiguous; });
+    };
+    for (const auto& [ports, port] : {std::pair(&mInputs, &status.in), {&mOutputs, &status.out}}) {
+        if (isAmbiguous(*ports, *port->id)) {
+            return port->name
+                + " cannot be told from another port: after the next start it may be the other.";
+        }
+    }
+    return std::nullopt;
+}
+
+/// Why the picture stands although the deck rolls.
+std::optional<std::string> WindowDeck::FilmNotice(const cli::DeckStatus& status) const
+{
+    if (mVideo && status.frame < mOptions.mediaStart) {
+        return "The film begins at " + FormatFrame(mOptions.mediaStart, status.rate) + ".";
+    }
+    if (mVideo && status.frame >= FilmEnd()) {
+        return "The film ended at " + FormatFrame(FilmEnd(), status.rate) + ".";
+    }
+    return std::nullopt;
 }
 
 /// The lamp is lit by what was handed to the port, not by what should have been.
@@ -164,7 +268,28 @@ std::string WindowDeck::Locate(const std::string& text)
 
 void WindowDeck::Step(FrameNumber frames)
 {
-    PostLocate(mRun->Monitor().Status().frame + frames);
+    PostLocate(mRun->Status().frame + frames);
+}
+
+void WindowDeck::StepSeconds(int seconds)
+{
+    Step(seconds * mRun->Status().rate.NominalFps());
+}
+
+void WindowDeck::GoTo(Edge edge)
+{
+    if (edge == Edge::Start) {
+        PostLocate(mOptions.run.startFrame);
+    } else if (mVideo) {
+        PostLocate(FilmEnd() - 1);
+    }
+}
+
+void WindowDeck::PlaySound(bool isPlayed)
+{
+    if (mVideo) {
+        mVideo->PlaySound(isPlayed);
+    }
 }
 
 void WindowDeck::ChoosePorts(
@@ -172,16 +297,20 @@ void WindowDeck::ChoosePorts(
 {
     try {
         mRun->ChoosePorts({input, output, transmitMTC});
-        mTrouble.clear();
+        mTold.reset();
     } catch (const HostError& error) {
-        mTrouble = error.what();
+        mTold = Notice{Severity::Warning, ClockTime() + "  " + error.what()};
     }
 }
 
 void WindowDeck::Tell(const std::string& event, const std::string& text)
 {
-    if (event != "waiting") { // what it waits for, the status says as long as it does
-        mTrouble = text;
+    if (event == "waiting") { // shown as long as the status says that it waits
+        mWaiting = text;
+    } else if (event != "note" || (mRun != nullptr && mRun->IsStarted())) {
+        // A note from before says which ports are missing: the status does so too
+        mTold = Notice{
+            event == "warning" ? Severity::Warning : Severity::Note, ClockTime() + "  " + text};
     }
 }
 

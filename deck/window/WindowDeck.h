@@ -17,7 +17,7 @@ public:
     /// Opens the video, if there is one. Throws HostError.
     explicit WindowDeck(const cli::PlayOptions& options);
 
-    /// `run` has started; it outlives the window.
+    /// `run` outlives the window; it need not have started.
     void Attach(cli::DeckRun& run);
 
     // WindowModel
@@ -26,6 +26,9 @@ public:
     void Press(Button button) override;
     std::string Locate(const std::string& text) override;
     void Step(FrameNumber frames) override;
+    void StepSeconds(int seconds) override;
+    void GoTo(Edge edge) override;
+    void PlaySound(bool isPlayed) override;
     void ChoosePorts(std::optional<std::int32_t> input,
         std::optional<std::int32_t> output,
         bool transmitMTC) override;
@@ -51,7 +54,12 @@ private:
         ByteView bytes,
         std::chrono::nanoseconds time,
         const std::optional<PluginPrediction>& prediction);
-    std::string Trouble(const cli::DeckStatus& status) const;
+    void ReadPorts(WindowState& state, const cli::DeckStatus& status) const;
+    void ReadRates(WindowState& state, const cli::DeckStatus& status) const;
+    std::vector<Notice> Notices(const cli::DeckStatus& status) const;
+    std::optional<std::string> PortNotice(const cli::DeckStatus& status) const;
+    std::optional<std::string> FilmNotice(const cli::DeckStatus& status) const;
+    FrameNumber FilmEnd() const;
 
     const cli::PlayOptions& mOptions;
     std::unique_ptr<VideoPlayer> mVideo;
@@ -59,7 +67,8 @@ private:
     std::vector<PortChoice> mInputs;
     std::vector<PortChoice> mOutputs;
     std::vector<MonitorRow> mRows;
-    std::string mTrouble;                                            // the last warning
+    std::string mWaiting;        // for what, as it was told last
+    std::optional<Notice> mTold; // the last one
     std::array<std::optional<std::chrono::nanoseconds>, 2> mLastRow; // by MonitorKind
     std::optional<std::chrono::nanoseconds> mLastMMC;
     std::optional<Clock::time_point> mLastMTC;

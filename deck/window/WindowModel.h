@@ -23,8 +23,17 @@ struct PortChoice {
     bool isAmbiguous = false; // cannot be told from another one
 };
 
+enum class Severity : std::uint8_t { Note, Warning };
+
+/// Something that the user should know, in one line.
+struct Notice {
+    Severity severity = Severity::Note;
+    std::string text;
+};
+
 /// Everything that can change while the window is open.
 struct WindowState {
+    bool isReady = true;  // the deck runs; before that it waits for the MIDI service
     std::string title;    // the file's name, or nothing
     std::string timecode; // "01:00:00;02"
     std::string state;    // "stop", "play", "pause", "rewind", "forward"
@@ -36,6 +45,8 @@ struct WindowState {
     std::vector<PortChoice> outputs;
     std::optional<std::int32_t> input; // chosen, there or not
     std::optional<std::int32_t> output;
+    std::string inputName; // as last seen; empty where it was never there
+    std::string outputName;
     bool isBound = false;
     bool hasOwnPorts = false; // which are heard whatever is chosen
     bool transmitsMTC = false;
@@ -43,9 +54,12 @@ struct WindowState {
     std::optional<std::chrono::nanoseconds> sinceMMC; // since the last MMC message; none yet: empty
     std::optional<std::chrono::nanoseconds> sinceMTC; // since the last MTC message sent
     std::string senderRate;                           // of the last locate, "25"
-    std::string clock;   // how late it ticks, "late by 0.06 ms, at most 0.31 ms"
-    std::string picture; // how it follows, "picture +3 ms, at most +8 ms"; empty without a video
-    std::string trouble; // one line, or nothing
+    bool isSenderAtFault = false;                     // it is not the deck's rate
+    std::string clock;            // how late it ticks, "late by 0.06 ms, at most 0.31 ms"
+    std::string film;             // "25 fps, 01:00:00:00 to 01:02:00:00"; empty without one
+    std::optional<bool> hasSound; // it is played or not; nothing where the film has none
+    std::string picture;          // how it follows, "+3 ms, at most +8 ms"; empty without a video
+    std::vector<Notice> notices;  // the most urgent first
 };
 
 enum class MonitorKind : std::uint8_t { MMC, MTC };
@@ -61,6 +75,8 @@ struct MonitorRow {
     bool isTrouble = false;
     std::string json; // all of it as one JSON object
 };
+
+enum class Edge : std::uint8_t { Start, End };
 
 enum class Button : std::uint8_t { Rewind, Stop, Play, Pause, Forward, Record };
 
@@ -79,6 +95,12 @@ public:
     virtual std::string Locate(const std::string& text) = 0;
     /// By a number of frames from where the deck is. [window]
     virtual void Step(FrameNumber frames) = 0;
+    /// By whole seconds. [window]
+    virtual void StepSeconds(int seconds) = 0;
+    /// To the film's first or last picture; without one to where the deck began. [window]
+    virtual void GoTo(Edge edge) = 0;
+    /// Of the film. [window]
+    virtual void PlaySound(bool isPlayed) = 0;
     /// [window, may block]
     virtual void ChoosePorts(
         std::optional<std::int32_t> input, std::optional<std::int32_t> output, bool transmitMTC)

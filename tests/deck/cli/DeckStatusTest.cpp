@@ -125,7 +125,7 @@ TEST(DeckStatus, TellsHowThePictureFollows)
     status.picture.emplace();
     EXPECT_THAT(StatusText(status), HasSubstr("picture not there yet"));
     status.picture->shownFrame = 12;
-    EXPECT_THAT(StatusText(status), HasSubstr("picture 12"));
+    EXPECT_THAT(StatusText(status), HasSubstr("picture frame 12"));
     EXPECT_EQ(nlohmann::json::parse(StatusJSON(status))["picture"]["frame"], 12);
 
     status.picture->shownFrame.reset();

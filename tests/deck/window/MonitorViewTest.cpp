@@ -24,7 +24,7 @@ protected:
         const auto& table = *mView.findChild<QTableWidget*>();
         std::vector<std::string> meanings;
         for (int row = 0; row < table.rowCount(); ++row) {
-            meanings.push_back(table.item(row, 3)->text().toStdString());
+            meanings.push_back(table.item(row, 2)->text().toStdString());
         }
         return meanings;
     }
@@ -83,9 +83,11 @@ TEST_F(MonitorViewTest, HoldsStillAndLosesNothing)
     ClickHold();
     mView.Add({Row(MonitorKind::MMC, "STOP")});
     EXPECT_THAT(Meanings(), ElementsAre("PLAY"));
+    EXPECT_EQ(mView.title(), "Monitor, held; 1 wait");
 
     ClickHold();
     EXPECT_THAT(Meanings(), ElementsAre("PLAY", "STOP"));
+    EXPECT_EQ(mView.title(), "Monitor");
 }
 
 TEST_F(MonitorViewTest, ForgetsTheOldest)
