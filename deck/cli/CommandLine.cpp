@@ -48,6 +48,9 @@ struct RawPlay {
     RawRun run;
     PlayOptions options;
     std::string offset;
+    std::string screen;
+    std::string pictureDelay = "0";
+    std::string outside = "hold";
     bool isMeant = false; // by the config command, rather than run
 };
 
@@ -155,7 +158,17 @@ void AddPicture(CLI::App& play, RawPlay& raw)
         ->type_name("TIMECODE");
     play.add_flag("--audio", raw.options.audio, "Play the video's sound");
     play.add_flag("--burn-in", raw.options.burnIn, "Time code over the picture");
-    play.add_flag("--full-screen", raw.options.fullScreen, "Fill the screen (F11 changes it)");
+    play.add_option("--picture-delay", raw.pictureDelay,
+            "Milliseconds that the screen takes to show a picture, 0 to 1000 (default 0): what "
+            "plays is drawn so much earlier")
+        ->type_name("MS");
+    play.add_option("--outside", raw.outside,
+            "Before the film's first picture and after its last: hold it (default), or black")
+        ->type_name("hold|black");
+    play.add_flag("--full-screen", raw.options.fullScreen,
+        "The picture alone on the whole screen (F11 changes it)");
+    play.add_option("--screen", raw.screen, "The screen to open on, 1 for the first")
+        ->type_name("N");
 }
 
 void AddPlay(CLI::App& app, RawPlay& raw)
@@ -213,6 +226,17 @@ int ParseWindSpeed(const std::string& text)
         throw HostError("--wind-speed " + text + ": it is a whole number from 2 to 100");
     }
     return speed;
+}
+
+int ParseScreen(const std::string& text)
+{
+    int screen = 0;
+    const char* const end = text.data() + text.size();
+    const auto [parsed, error] = std::from_chars(text.data(), end, screen);
+    if (error != std::errc() || parsed != end || screen < 1) {
+        throw HostError("--screen " + text + ": it is a whole number, 1 for the first screen");
+    }
+    return screen;
 }
 
 double ParseInterval(const std::string& text)
@@ -353,8 +377,23 @@ void TakeOverMedia(RawPlay& raw, const MediaInfo& info)
     raw.options.mediaStart = WrapToDay(start, rate);
 }
 
+void TakeOverPicture(RawPlay& raw)
+{
+    const double millis
+        = ParseNumber("--picture-delay", raw.pictureDelay, 0, 1000, "a number of milliseconds");
+    raw.options.pictureDelay = std::chrono::nanoseconds(std::llround(millis * 1e6));
+    if (raw.outside != "hold" && raw.outside != "black") {
+        throw HostError("--outside " + raw.outside + ": it is hold or black");
+    }
+    raw.options.blackOutside = raw.outside == "black";
+    if (!raw.screen.empty()) {
+        raw.options.screen = ParseScreen(raw.screen);
+    }
+}
+
 PlayOptions Finish(RawPlay& raw)
 {
+    TakeOverPicture(raw);
     if (raw.options.file) {
         try {
             TakeOverMedia(raw, ReadMediaInfo(raw.options.file->string()));

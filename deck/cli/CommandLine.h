@@ -9,6 +9,7 @@
 #include "deck/transport/Timecode.h"
 #include "deck/transport/Transport.h"
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -68,6 +69,9 @@ struct PlayOptions {
     bool audio = false;
     bool burnIn = false;
     bool fullScreen = false;
+    std::optional<int> screen; // from 1; else the desktop chooses
+    std::chrono::nanoseconds pictureDelay{0};
+    bool blackOutside = false; // of the film
 };
 
 struct DemoOptions {

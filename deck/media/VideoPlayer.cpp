@@ -15,13 +15,15 @@ namespace {
 
 // Beyond this the picture jumps instead of being drawn in: nobody waits seconds for a picture.
 constexpr double kJumpSeconds = 0.4;
-// How fast an error is made good: by half in a quarter of a second, at most 5 % off speed.
+// How fast an error is made good: by half in a third of a second, at most so much off speed.
 constexpr double kPull = 2.0;
-constexpr double kMaxPull = 0.05;
+constexpr double kMaxPull = 0.25;
+constexpr double kMaxPullWithSound = 0.05; // more is heard
 // Of the time that drawing takes: it is believed slowly, and never beyond this.
 constexpr std::int64_t kDrawShare = 16;
 constexpr std::chrono::nanoseconds kLongestDraw = std::chrono::milliseconds(100);
 constexpr std::uint64_t kDroppedProperty = 1;
+constexpr double kWithoutEnd = -1;
 
 std::chrono::nanoseconds Now()
 {
@@ -61,13 +63,14 @@ void VideoPlayer::RenderDeleter::operator()(mpv_render_context* context) const
 }
 
 VideoPlayer::VideoPlayer(const std::string& path, const Options& options)
-    : mInfo(ReadMediaInfo(path))
+    : mOptions(options)
+    , mInfo(ReadMediaInfo(path))
     , mDrift(FrameSeconds() * 1000)
 {
     if (!mInfo.HasVideo()) {
         throw MediaError(path + ": has no video");
     }
-    SetUp(options);
+    SetUp();
     Load(path);
     mThread = std::thread([this] { Run(); });
 }
@@ -80,9 +83,9 @@ VideoPlayer::~VideoPlayer()
     mpv_render_context_set_update_callback(mRender.get(), nullptr, nullptr);
 }
 
-void VideoPlayer::SetUp(const Options& options)
+void VideoPlayer::SetUp()
 {
-    mPlaysSound = options.audio;
+    mPlaysSound = mOptions.audio;
     std::setlocale(LC_NUMERIC, "C"); // mpv refuses to start otherwise
     mMpv.reset(mpv_create());
     if (!mMpv) {
@@ -93,16 +96,17 @@ void VideoPlayer::SetUp(const Options& options)
         {"vo", "libmpv"},
         {"pause", "yes"},
         {"keep-open", "always"},
+        {"keep-open-pause", "no"}, // the deck may go back while it rolls
         {"hr-seek", "always"},
         {"hr-seek-framedrop", "no"},
-        {"aid", options.audio ? "auto" : "no"},
+        {"aid", mOptions.audio ? "auto" : "no"},
         {"sub", "no"},
         {"osd-level", "0"},
         {"ytdl", "no"},
         {"load-scripts", "no"},
         {"input-default-bindings", "no"},
         {"video-timing-offset", "0"},
-        {"hwdec", options.hardwareDecoding.c_str()},
+        {"hwdec", mOptions.hardwareDecoding.c_str()},
     };
     for (const auto& [name, value] : settings) {
         Require(mpv_set_option_string(mMpv.get(), name, value), std::string("mpv option ") + name);
@@ -198,6 +202,9 @@ bool VideoPlayer::Render(std::uint8_t* pixels, int width, int height, std::size_
         {MPV_RENDER_PARAM_INVALID, nullptr},
     };
     const bool isDrawn = mpv_render_context_render(mRender.get(), parameters) >= 0;
+    if (mIsBlack) {
+        std::fill_n(pixels, static_cast<std::size_t>(height) * stride, std::uint8_t{0});
+    }
     NoteDrawn(isNew);
     return isDrawn;
 }
@@ -229,10 +236,10 @@ void VideoPlayer::Run()
     }
 }
 
-/// Waits for an event or a wake-up, then takes what else there is.
+/// Waits for an event or a wake-up, then takes what else there is. A film that plays may end.
 void VideoPlayer::HandleEvents()
 {
-    double timeout = -1; // without end
+    double timeout = mPaused ? kWithoutEnd : FrameSeconds();
     for (;;) {
         const mpv_event* event = mpv_wait_event(mMpv.get(), timeout);
         if (event->event_id == MPV_EVENT_NONE) {
@@ -264,6 +271,7 @@ void VideoPlayer::Steer()
         head = mHead;
     }
     if (head.playing) {
+        head.mediaTime += mOptions.delay;
         SteerPlaying(head);
     } else {
         ShowStill(head);
@@ -277,10 +285,21 @@ void VideoPlayer::ShowStill(const PlayHead& head)
     const auto last = std::max<FrameNumber>(mInfo.frameCount - 1, 0);
     // A picture stands until the next one's moment: half a microsecond forgives rounding.
     const double position = (DeckSeconds(head) + 5e-7) / FrameSeconds();
-    const auto frame
-        = std::clamp<FrameNumber>(static_cast<FrameNumber>(std::floor(position)), 0, last);
+    const auto wanted = static_cast<FrameNumber>(std::floor(position));
+    const auto frame = std::clamp<FrameNumber>(wanted, 0, last);
+    ShowBlack(mOptions.blackOutside && frame != wanted);
     if (mStill != frame) {
         StartSeek(frame);
+    }
+}
+
+void VideoPlayer::ShowBlack(bool isBlack)
+{
+    if (mIsBlack.exchange(isBlack) != isBlack) {
+        const std::lock_guard lock(mMutex);
+        if (mPictureChanged) {
+            mPictureChanged();
+        }
     }
 }
 
@@ -294,6 +313,7 @@ void VideoPlayer::SteerPlaying(const PlayHead& head)
         return ShowStill(edge);
     }
     LeaveStill();
+    ShowBlack(false);
     SetPaused(false);
     if (!mPicture) {
         return;
@@ -308,7 +328,8 @@ void VideoPlayer::SteerPlaying(const PlayHead& head)
     if (std::abs(behind) > kJumpSeconds) {
         return Jump(static_cast<FrameNumber>(std::ceil(deck / FrameSeconds())));
     }
-    SetSpeed(1.0 + std::clamp(kPull * behind, -kMaxPull, kMaxPull));
+    const double most = mPlaysSound ? kMaxPullWithSound : kMaxPull;
+    SetSpeed(1.0 + std::clamp(kPull * behind, -most, most));
     NoteDrift(-behind);
 }
 
@@ -344,12 +365,16 @@ void VideoPlayer::ForgetDrift()
     mStatus.drift.reset();
 }
 
+/// While it locks on and while it seeks pictures are passed over on purpose.
 void VideoPlayer::NoteDropped(const mpv_event_property& property)
 {
     if (property.format == MPV_FORMAT_INT64) {
-        const std::lock_guard lock(mMutex);
-        mStatus.dropped
+        const auto count
             = static_cast<std::uint64_t>(*static_cast<const std::int64_t*>(property.data));
+        const std::uint64_t more = count > mDropCount ? count - mDropCount : 0;
+        mDropCount = count;
+        const std::lock_guard lock(mMutex);
+        mStatus.dropped += mDrift.IsLocked() ? more : 0;
     }
 }
 

@@ -47,6 +47,8 @@ public:
     struct Options {
         bool audio = false;
         std::string hardwareDecoding = "no"; // mpv's --hwdec
+        std::chrono::nanoseconds delay{0};   // of the screen: what plays is shown so much earlier
+        bool blackOutside = false; // before the first picture and after the last; else they stand
     };
 
     /// Opens `path` and shows its first frame. Throws `MediaError` with mpv's own words.
@@ -86,7 +88,7 @@ private:
         void operator()(mpv_render_context* context) const;
     };
 
-    void SetUp(const Options& options);
+    void SetUp();
     void MakeRenderer();
     void Load(const std::string& path);
     void Run();
@@ -99,6 +101,7 @@ private:
     void Steer();
     void SteerPlaying(const PlayHead& head);
     void ShowStill(const PlayHead& head);
+    void ShowBlack(bool isBlack);
     void LeaveStill();
     void Jump(FrameNumber frame);
     void StartSeek(FrameNumber frame);
@@ -106,6 +109,7 @@ private:
     void SetSpeed(double speed);
     double FrameSeconds() const;
 
+    const Options mOptions;
     MediaInfo mInfo;
     std::unique_ptr<mpv_handle, MpvDeleter> mMpv;
     std::unique_ptr<mpv_render_context, RenderDeleter> mRender; // goes before mMpv
@@ -117,6 +121,7 @@ private:
     std::atomic<bool> mEnding{false};
     std::atomic<bool> mHasPicture{false};
     std::atomic<bool> mPlaysSound{false};
+    std::atomic<bool> mIsBlack{false}; // written by the player's thread
     // When the picture came that is not drawn yet; 0 where there is none
     std::atomic<std::int64_t> mCameAt{0};
     std::atomic<std::int64_t> mDrawNanos{0}; // from there to drawn, on average
@@ -133,6 +138,7 @@ private:
     std::optional<FrameNumber> mStill;   // where the picture stands
     bool mPaused = true;
     DriftMeter mDrift;
+    std::uint64_t mDropCount = 0; // mpv's
     double mSpeed = 1.0;
 
     std::thread mThread; // last: it uses all of the above

@@ -142,6 +142,7 @@ QLayout* DeckWindow::MakeStateLine()
     SetColour(*mAlarm, kRed);
     mBurnIn = new Switch(tr("&Burn-in"), tr("Time code over the picture"));
     mSound = new Switch(tr("So&und"), tr("Play the film's sound"));
+    mSound->setObjectName("Sound");
     mFullScreen = new Switch(tr("Full scree&n"), tr("Fill the screen (F11, or a double click)"));
     connect(mBurnIn, &QPushButton::clicked, this, [this] { Refresh(); });
     connect(mSound, &QPushButton::clicked, this, [this](bool on) { mModel.PlaySound(on); });
@@ -200,6 +201,7 @@ QWidget* DeckWindow::MakeTransport()
     line->addWidget(label);
     line->addWidget(mLocateText);
     connect(mLocateText, &QLineEdit::returnPressed, this, [this] { Locate(); });
+    connect(mLocateText, &QLineEdit::textEdited, this, [this] { ShowLocateProblem({}); });
     return box;
 }
 
@@ -351,8 +353,8 @@ void DeckWindow::ShowLamps(const WindowState& state)
 void DeckWindow::ShowNotices(const WindowState& state)
 {
     QStringList lines;
-    bool isWarning = !mLocateProblem.isEmpty();
-    if (isWarning) {
+    bool isWarning = false;
+    if (!mLocateProblem.isEmpty()) {
         lines << mLocateProblem;
     }
     for (const Notice& notice : state.notices) {
@@ -421,10 +423,15 @@ void DeckWindow::ChoosePorts()
     mModel.ChoosePorts(chosen(*mInput), chosen(*mOutput), mTransmit->isChecked());
 }
 
+void DeckWindow::ShowLocateProblem(const QString& problem)
+{
+    mLocateProblem = problem;
+    mLocateText->setStyleSheet(problem.isEmpty() ? "" : "border: 2px solid #ff4d4d;");
+}
+
 void DeckWindow::Locate()
 {
-    mLocateProblem = Text(mModel.Locate(mLocateText->text().toStdString()));
-    mLocateText->setStyleSheet(mLocateProblem.isEmpty() ? "" : "border: 2px solid #ff4d4d;");
+    ShowLocateProblem(Text(mModel.Locate(mLocateText->text().toStdString())));
     if (mLocateProblem.isEmpty()) {
         mLocateText->clear();
         setFocus();
@@ -522,6 +529,8 @@ void DeckWindow::LeaveOrRest()
     if (isFullScreen()) {
         FillScreen(false);
     }
+    ShowLocateProblem({});
+    mLocateText->clear();
     setFocus();
 }
 

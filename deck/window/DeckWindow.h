@@ -67,6 +67,7 @@ private:
         const std::string& lastName);
     void ChoosePorts();
     void Locate();
+    void ShowLocateProblem(const QString& problem);
     bool StepByKey(const QKeyEvent& event);
     bool TypeLocate(const QKeyEvent& event);
     void LeaveOrRest();

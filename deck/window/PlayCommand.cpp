@@ -6,6 +6,7 @@
 #include "deck/window/WindowDeck.h"
 
 #include <QApplication>
+#include <QScreen>
 #include <QSocketNotifier>
 #include <QTimer>
 
@@ -51,6 +52,23 @@ private:
     std::exception_ptr mFailure;
 };
 
+/// `number` counts from 1. Throws HostError.
+QScreen* ScreenOf(int number)
+{
+    const QList<QScreen*> screens = QGuiApplication::screens();
+    if (number <= screens.size()) {
+        return screens[number - 1];
+    }
+    std::string known;
+    for (int i = 0; i < screens.size(); ++i) {
+        const QSize size = screens[i]->geometry().size();
+        known += (i == 0 ? " " : ", ") + std::to_string(i + 1) + " ("
+            + screens[i]->name().toStdString() + ", " + std::to_string(size.width()) + " x "
+            + std::to_string(size.height()) + ")";
+    }
+    throw HostError("--screen " + std::to_string(number) + ": the screens are" + known);
+}
+
 } // namespace
 
 int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signals)
@@ -62,6 +80,7 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
     QApplication application(argumentCount, arguments);
     UseDarkColours();
 
+    QScreen* const screen = options.screen ? ScreenOf(*options.screen) : nullptr;
     WindowDeck model(options);
     cli::DeckRun run(options.run, signals, model);
     model.Attach(run);
@@ -80,6 +99,10 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
     poll.start(kSignalPollMillis);
 
     DeckWindow window(model, {options.burnIn});
+    if (screen != nullptr) {
+        window.setScreen(screen);
+        window.move(screen->availableGeometry().topLeft());
+    }
     if (options.fullScreen) {
         window.FillScreen(true);
     } else {

@@ -58,6 +58,8 @@ WindowDeck::WindowDeck(const cli::PlayOptions& options)
     if (options.file) {
         VideoPlayer::Options video;
         video.audio = options.audio;
+        video.delay = options.pictureDelay;
+        video.blackOutside = options.blackOutside;
         try {
             mVideo = std::make_unique<VideoPlayer>(options.file->string(), video);
         } catch (const MediaError& error) {

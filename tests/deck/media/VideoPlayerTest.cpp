@@ -222,6 +222,54 @@ TEST(VideoPlayer, CountsAJumpIntoAFilmThatPlays)
     EXPECT_TRUE(WaitUntil([&] { return player.Status().drift.has_value(); })) << "locked on again";
 }
 
+/// Milliseconds that what appears is ahead of a deck that plays from `begin`.
+double MeanLead(const std::vector<Screen::Seen>& seen, std::chrono::nanoseconds begin)
+{
+    double sum = 0;
+    for (const auto& picture : seen) {
+        sum += picture.number * 40.0
+            - std::chrono::duration<double, std::milli>(picture.hostTime - begin).count();
+    }
+    return sum / static_cast<double>(seen.size());
+}
+
+TEST(VideoPlayer, ShowsWhatPlaysEarlierByTheScreensDelay)
+{
+    VideoPlayer::Options options;
+    options.delay = 120ms;
+    VideoPlayer player(MakeFilm({"25", 500, ""}), options);
+    Screen screen(player);
+
+    const auto begin = Now();
+    player.Follow({0s, begin, true});
+    ASSERT_TRUE(WaitUntil([&] { return player.Status().drift.has_value(); }));
+    screen.TakeSeen();
+    ASSERT_TRUE(screen.WaitForPictures(50));
+
+    EXPECT_NEAR(MeanLead(screen.TakeSeen(), begin), 120, 20);
+    player.Follow(Standing(77, player.Info()));
+    EXPECT_TRUE(screen.WaitFor(77)) << "what stands is not early";
+}
+
+TEST(VideoPlayer, IsBlackOutsideTheFilmWhereToldSo)
+{
+    VideoPlayer::Options options;
+    options.blackOutside = true;
+    VideoPlayer player(MakeFilm({}), options);
+    Screen screen(player);
+    player.Follow(Standing(100, player.Info()));
+    ASSERT_TRUE(screen.WaitFor(100));
+
+    player.Follow({100s, 0ns, false});
+    EXPECT_TRUE(screen.WaitFor(0)) << "no bar is white";
+    player.Follow(Standing(249, player.Info()));
+    EXPECT_TRUE(screen.WaitFor(249)) << "the last picture is inside";
+    player.Follow({9900ms, Now(), true});
+    EXPECT_TRUE(screen.WaitFor(0)) << "it has played beyond the end";
+    player.Follow({4s, Now(), true});
+    EXPECT_TRUE(WaitUntil([&] { return screen.Number() > 100; })) << "it plays again";
+}
+
 TEST(VideoPlayer, StandsOnTheFrameOfTheStop)
 {
     VideoPlayer player(MakeFilm({}), {});

@@ -90,6 +90,11 @@ TEST_F(DeckWindowTest, ListsPortsAndMarksAmbiguousAndAbsentOnes)
     EXPECT_EQ(input.count(), 3);
     EXPECT_EQ(input.currentText(), "Twin (ambiguous)");
     EXPECT_EQ(output.currentText(), "99 (not there)");
+
+    mModel.state.outputName = "Recorder";
+    window.Refresh();
+    EXPECT_EQ(output.currentText(), "Recorder (not there)");
+    EXPECT_EQ(window.findChild<QWidget*>("MTCLamp")->accessibleName(), "MTC out: no ports bound");
 }
 
 TEST_F(DeckWindowTest, FollowsPortsThatComeAndGo)
@@ -164,6 +169,110 @@ TEST_F(DeckWindowTest, WorksByKeyboard)
     Press(window, Qt::Key_Left);
     EXPECT_CALL(mModel, Step(1));
     Press(window, Qt::Key_Right);
+}
+
+TEST_F(DeckWindowTest, StepsSecondsAndGoesToTheEndsByKeyboard)
+{
+    DeckWindow window(mModel, {});
+    const auto pressWithShift = [&](int key) {
+        QKeyEvent press(QEvent::KeyPress, key, Qt::ShiftModifier);
+        QApplication::sendEvent(&window, &press);
+    };
+
+    EXPECT_CALL(mModel, StepSeconds(-1));
+    pressWithShift(Qt::Key_Left);
+    EXPECT_CALL(mModel, StepSeconds(1));
+    pressWithShift(Qt::Key_Right);
+    EXPECT_CALL(mModel, GoTo(Edge::Start));
+    Press(window, Qt::Key_Home);
+    EXPECT_CALL(mModel, GoTo(Edge::End));
+    Press(window, Qt::Key_End);
+}
+
+TEST_F(DeckWindowTest, ADigitBeginsALocate)
+{
+    DeckWindow window(mModel, {});
+    window.show();
+    QKeyEvent digit(QEvent::KeyPress, Qt::Key_1, Qt::NoModifier, "1");
+    QApplication::sendEvent(&window, &digit);
+
+    EXPECT_EQ(Find<QLineEdit>(window, "Locate").text(), "1");
+    Press(window, Qt::Key_Escape);
+    EXPECT_EQ(Find<QLineEdit>(window, "Locate").text(), "");
+}
+
+TEST_F(DeckWindowTest, LeavesTheKeyboardToTheTransportAfterAClick)
+{
+    DeckWindow window(mModel, {});
+    for (const QWidget* widget : window.findChildren<QWidget*>()) {
+        const bool takesKeys = qobject_cast<const QAbstractButton*>(widget) != nullptr
+            || qobject_cast<const QComboBox*>(widget) != nullptr;
+        if (takesKeys) {
+            EXPECT_FALSE(widget->focusPolicy() & Qt::ClickFocus) << widget->toolTip().toStdString();
+        }
+    }
+}
+
+TEST_F(DeckWindowTest, SaysWaitingAndRefusesButtonsUntilTheDeckRuns)
+{
+    mModel.state.isReady = false;
+    DeckWindow window(mModel, {});
+    EXPECT_EQ(Find<QLabel>(window, "State").text(), "WAITING");
+    EXPECT_FALSE(Find<QLineEdit>(window, "Locate").isEnabled());
+    EXPECT_FALSE(Find<QComboBox>(window, "Input").isEnabled());
+
+    mModel.state.isReady = true;
+    window.Refresh();
+    EXPECT_EQ(Find<QLabel>(window, "State").text(), "STOP");
+    EXPECT_TRUE(Find<QLineEdit>(window, "Locate").isEnabled());
+}
+
+TEST_F(DeckWindowTest, TellsTroubleFromANote)
+{
+    DeckWindow window(mModel, {});
+    window.show();
+    const auto& lamp = Find<QWidget>(window, "TroubleLamp");
+    const auto& alarm = Find<QLabel>(window, "Alarm");
+    EXPECT_EQ(Find<QLabel>(window, "Trouble").text(), "No trouble");
+    EXPECT_FALSE(alarm.isVisible());
+
+    mModel.state.notices = {{Severity::Note, "a note"}};
+    window.Refresh();
+    EXPECT_EQ(lamp.accessibleName(), "Trouble: a note");
+    EXPECT_FALSE(alarm.isVisible());
+
+    mModel.state.notices = {{Severity::Warning, "trouble"}, {Severity::Note, "a note"}};
+    window.Refresh();
+    EXPECT_EQ(Find<QLabel>(window, "Trouble").text(), "trouble\na note");
+    EXPECT_TRUE(alarm.isVisible());
+}
+
+TEST_F(DeckWindowTest, FillsTheScreenWithTheTimecodeAlone)
+{
+    DeckWindow window(mModel, {});
+    window.show();
+    Press(window, Qt::Key_F11);
+    EXPECT_TRUE(window.isFullScreen());
+    EXPECT_TRUE(Find<QLabel>(window, "Timecode").isVisible());
+    EXPECT_FALSE(Find<QComboBox>(window, "Input").isVisible());
+    EXPECT_FALSE(Find<QLineEdit>(window, "Locate").isVisible());
+
+    Press(window, Qt::Key_Escape);
+    EXPECT_FALSE(window.isFullScreen());
+    EXPECT_TRUE(Find<QComboBox>(window, "Input").isVisible());
+}
+
+TEST_F(DeckWindowTest, PlaysTheSoundWhereThereIsOne)
+{
+    DeckWindow window(mModel, {});
+    window.show();
+    auto& sound = Find<QPushButton>(window, "Sound");
+    EXPECT_FALSE(sound.isVisible());
+
+    mModel.state.hasSound = false;
+    window.Refresh();
+    EXPECT_CALL(mModel, PlaySound(true));
+    sound.click();
 }
 
 TEST_F(DeckWindowTest, KeepsAWrongLocateAndSaysWhatIsWrong)
