@@ -10,6 +10,24 @@ namespace {
 // What the surface made of the message that deafened it has happened by then
 constexpr std::chrono::milliseconds kRevivalDelay{50};
 
+/// The name is that of the port, not of the one before it.
+void Choose(PortStatus& port, std::optional<MIDIUniqueID> id)
+{
+    if (port.id != id) {
+        port = {id, "", false};
+    }
+}
+
+void LookFor(PortStatus& port, const std::vector<host::MidiPort>& present)
+{
+    const auto found = std::find_if(present.begin(), present.end(),
+        [&port](const host::MidiPort& candidate) { return port.id == candidate.id; });
+    port.isThere = found != present.end();
+    if (port.isThere) {
+        port.name = found->name;
+    }
+}
+
 } // namespace
 
 DeckMonitor::DeckMonitor(
@@ -40,8 +58,8 @@ DeckMonitor::DeckMonitor(
 
 void DeckMonitor::SetPorts(const host::PortSettings& ports)
 {
-    mStatus.in.id = ports.in;
-    mStatus.out.id = ports.out;
+    Choose(mStatus.in, ports.in);
+    Choose(mStatus.out, ports.out);
     mStatus.mtc = ports.transmitMTC.value_or(mStatus.hasOwnPorts);
     ForgetDeafness(); // they were given to a surface connected anew
     LookAtPorts();
@@ -60,6 +78,7 @@ void DeckMonitor::Update(bool isDue)
         Revive();
     }
     mStatus.lost = mSession.RefusedCalls() + mSession.Events().Dropped() + CountLostMessages();
+    mStatus.picture = mDisplay.Picture();
     mDisplay.Show(mStatus, isDue);
 }
 
@@ -68,20 +87,21 @@ void DeckMonitor::LookAtPorts()
     const ServiceStatus service = GetServiceStatus();
     mStatus.service = service.name;
     mStatus.waitsFor = service.waitsFor;
-    LookAtPort(mStatus.in, host::PortDirection::Source);
-    LookAtPort(mStatus.out, host::PortDirection::Destination);
+    const PortLists ports{
+        ListPorts(host::PortDirection::Source), ListPorts(host::PortDirection::Destination)};
+    LookFor(mStatus.in, ports.sources);
+    LookFor(mStatus.out, ports.destinations);
     mWatch.Follow(mStatus.in.id.value_or(0));
+    mDisplay.ShowPorts(ports);
 }
 
-void DeckMonitor::LookAtPort(PortStatus& port, host::PortDirection direction)
+std::vector<host::MidiPort> DeckMonitor::ListPorts(host::PortDirection direction) const
 {
-    port.isThere = false;
-    for (const host::MidiPort& present : host::ListPorts(direction)) {
-        if (port.id == present.id) {
-            port.name = present.name;
-            port.isThere = true;
-        }
+    std::vector<host::MidiPort> ports = host::ListPorts(direction);
+    if (const host::OwnPorts* const own = mSession.Own()) {
+        std::erase_if(ports, [own](const host::MidiPort& port) { return own->Has(port.id); });
     }
+    return ports;
 }
 
 void DeckMonitor::Take(const host::DeckEvent& event)

@@ -45,7 +45,7 @@ public:
 
 private:
     void LookAtPorts();
-    void LookAtPort(PortStatus& port, host::PortDirection direction);
+    std::vector<host::MidiPort> ListPorts(host::PortDirection direction) const;
     void Take(const host::DeckEvent& event);
 
     void On(const host::CallEvent& event);

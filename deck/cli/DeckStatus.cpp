@@ -5,6 +5,8 @@
 #include <nlohmann/json.hpp>
 
 #include <array>
+#include <cmath>
+#include <cstdio>
 
 namespace deck::cli {
 namespace {
@@ -75,15 +77,36 @@ Json TimeJSON(const SenderTime& time)
         {"seconds", time.seconds}, {"frames", time.frames}, {"subframes", time.subframes}};
 }
 
+/// To microseconds.
+double Rounded(double millis)
+{
+    return std::round(millis * 1000) / 1000;
+}
+
+Json PictureJSON(const VideoStatus& picture)
+{
+    Json json = {{"frame", nullptr}, {"drift_ms", nullptr}, {"worst_drift_ms", nullptr},
+        {"compared", 0}, {"jumps", picture.jumps}, {"dropped", picture.dropped}};
+    if (picture.shownFrame) {
+        json["frame"] = *picture.shownFrame;
+    }
+    if (picture.drift) {
+        json["drift_ms"] = Rounded(picture.drift->mean);
+        json["worst_drift_ms"] = Rounded(picture.drift->worst);
+        json["compared"] = picture.drift->pictures;
+    }
+    return json;
+}
+
 } // namespace
 
 bool IsChange(const DeckStatus& before, const DeckStatus& after)
 {
-    if (after.speed == 0) {
-        return !(before == after);
-    }
     DeckStatus comparable = before;
-    comparable.frame = after.frame;
+    comparable.picture = after.picture;
+    if (after.speed != 0) {
+        comparable.frame = after.frame;
+    }
     return !(comparable == after);
 }
 
@@ -98,6 +121,9 @@ std::string StatusText(const DeckStatus& status, std::size_t width)
     text += PortText("out", status.out, status);
     text += "  MMC " + std::to_string(status.mmc) + "  calls " + std::to_string(status.calls);
     text += status.mtc ? "  MTC on" : "  MTC off";
+    if (status.picture) {
+        text += "  " + PictureText(*status.picture);
+    }
     if (status.takes > 0) {
         text += "  takes " + std::to_string(status.takes);
     }
@@ -105,6 +131,20 @@ std::string StatusText(const DeckStatus& status, std::size_t width)
         text += "  LOST " + std::to_string(status.lost);
     }
     return Cut(text, width);
+}
+
+std::string PictureText(const VideoStatus& picture)
+{
+    std::string text = "picture ";
+    if (picture.drift) {
+        char drift[64];
+        std::snprintf(drift, sizeof drift, "%+.0f ms, at most %+.0f ms", picture.drift->mean,
+            picture.drift->worst);
+        text += drift;
+    } else {
+        text += picture.shownFrame ? std::to_string(*picture.shownFrame) : "not there yet";
+    }
+    return picture.dropped > 0 ? text + ", " + std::to_string(picture.dropped) + " dropped" : text;
 }
 
 std::string StatusJSON(const DeckStatus& status)
@@ -116,6 +156,9 @@ std::string StatusJSON(const DeckStatus& status)
         {"bound", status.IsBound()}, {"own_ports", status.hasOwnPorts}, {"mtc", status.mtc},
         {"mmc", status.mmc}, {"calls", status.calls}, {"lost", status.lost},
         {"takes", status.takes}};
+    if (status.picture) {
+        json["picture"] = PictureJSON(*status.picture);
+    }
     if (!status.waitsFor.empty()) {
         json["waiting"] = status.waitsFor;
     }

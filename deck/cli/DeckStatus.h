@@ -3,6 +3,7 @@
 #pragma once
 
 #include "deck/host/MMCWatch.h"
+#include "deck/media/VideoPlayer.h"
 #include "deck/protocol/PluginModel.h"
 #include "deck/transport/TransportSink.h"
 
@@ -36,8 +37,9 @@ struct DeckStatus {
     std::uint64_t calls = 0; // calls of the plug-in on the transport
     std::uint64_t lost = 0;  // calls and events without room, and messages that the service lost
     int takes = 0;
-    std::string senderRate; // of the last locate; empty before the first
-    std::string deaf;       // why the plug-in obeys nothing any more; empty while it does
+    std::string senderRate;             // of the last locate; empty before the first
+    std::optional<VideoStatus> picture; // where there is a video
+    std::string deaf; // why the plug-in obeys nothing any more; empty while it does
 
     /// The plug-in binds both ports or none.
     bool IsBound() const noexcept { return in.isThere && out.isThere; }
@@ -45,12 +47,15 @@ struct DeckStatus {
     bool operator==(const DeckStatus&) const = default;
 };
 
-/// True where `after` is worth a line of its own: more than the frame has changed, or the frame at
-/// rest.
+/// True where `after` is worth a line of its own: more than the frame and how well the picture
+/// follows has changed, or the frame at rest.
 bool IsChange(const DeckStatus& before, const DeckStatus& after);
 
 /// One line without its end, at most `width` columns wide.
 std::string StatusText(const DeckStatus& status, std::size_t width = 1000);
+
+/// "picture +3 ms, at most 8 ms", or "picture 1234" where it stands; with what was dropped.
+std::string PictureText(const VideoStatus& picture);
 
 /// {"event":"status", ...}, one line without its end.
 std::string StatusJSON(const DeckStatus& status);

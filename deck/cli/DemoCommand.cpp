@@ -99,15 +99,13 @@ public:
 private:
     static void OnMTC(const MIDIPacketList* packets, void* self, void*)
     {
-        const MIDIPacket* packet = &packets->packet[0];
-        for (UInt32 i = 0; i < packets->numPackets; ++i) {
+        host::ForEachPacket(*packets, [self](const MIDIPacket& packet) {
             host::MTCEvent event;
             event.length = static_cast<std::uint8_t>(
-                std::min<std::size_t>(packet->length, event.bytes.size()));
-            std::copy_n(packet->data, event.length, event.bytes.begin());
+                std::min<std::size_t>(packet.length, event.bytes.size()));
+            std::copy_n(packet.data, event.length, event.bytes.begin());
             static_cast<DemoMachines*>(self)->mEvents.Push(event);
-            packet = MIDIPacketNext(packet);
-        }
+        });
     }
 
     host::DeckEvents& mEvents;

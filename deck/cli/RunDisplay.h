@@ -30,6 +30,7 @@ public:
         mBoard.Post(status);
         mInner.Show(status, isDue);
     }
+    void ShowPorts(const PortLists& ports) override { mInner.ShowPorts(ports); }
     void ShowCall(const HostCall& call, CallOutcome outcome) override
     {
         mInner.ShowCall(call, outcome);
@@ -38,7 +39,10 @@ public:
     {
         mInner.ShowMMC(message, prediction);
     }
+    bool WantsMTC() const override { return mInner.WantsMTC(); }
+    void ShowMTC(const host::MTCEvent& event) override { mInner.ShowMTC(event); }
     void ShowPosition(const Position& position) override { mInner.ShowPosition(position); }
+    std::optional<VideoStatus> Picture() const override { return mInner.Picture(); }
     void ShowTake(const Take& take, FrameRate rate) override
     {
         mTakes.Keep(take, rate);

@@ -45,6 +45,7 @@ bool MMCSplitter::IsMMC() const noexcept
 MMCWatch::MMCWatch(MidiClient& client, std::function<void(const RawMMC&)> onMessage)
     : mOnMessage(std::move(onMessage))
     , mPort(client.MakeInputPort("Monitor", &MMCWatch::OnPackets, this))
+    , mSource(mPort, nullptr)
 {
 }
 
@@ -55,17 +56,8 @@ MMCWatch::~MMCWatch()
 
 void MMCWatch::Follow(MIDIUniqueID id)
 {
-    const MIDIEndpointRef source = FindEndpoint(id, PortDirection::Source).value_or(0);
-    if (source == mSource) {
-        return;
-    }
-    if (mSource != 0) {
-        MIDIPortDisconnectSource(mPort, mSource);
-    }
-    mSource = source;
-    mSplitter = MMCSplitter{};
-    if (mSource != 0) {
-        MIDIPortConnectSource(mPort, mSource, nullptr);
+    if (mSource.Follow(id)) {
+        mSplitter = MMCSplitter{};
     }
 }
 
@@ -76,17 +68,15 @@ void MMCWatch::OnPackets(const MIDIPacketList* packets, void* self, void*)
 
 void MMCWatch::Read(const MIDIPacketList& packets) noexcept
 {
-    const MIDIPacket* packet = &packets.packet[0];
-    for (UInt32 i = 0; i < packets.numPackets; ++i) {
-        for (UInt16 j = 0; j < packet->length; ++j) {
-            if (mSplitter.Take(packet->data[j])) {
+    ForEachPacket(packets, [this](const MIDIPacket& packet) {
+        for (UInt16 i = 0; i < packet.length; ++i) {
+            if (mSplitter.Take(packet.data[i])) {
                 RawMMC message = mSplitter.Message();
                 message.time = kelcore::utility::HighPrecisionTime::GetCurrentTime();
                 mOnMessage(message);
             }
         }
-        packet = MIDIPacketNext(packet);
-    }
+    });
 }
 
 } // namespace deck::host

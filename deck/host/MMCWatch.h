@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "deck/host/MidiPorts.h"
+#include "deck/host/SourceConnection.h"
 
 #include <array>
 #include <cstdint>
@@ -56,8 +56,8 @@ private:
 
     std::function<void(const RawMMC&)> mOnMessage;
     MMCSplitter mSplitter; // the receive thread's
-    MIDIPortRef mPort = 0;
-    MIDIEndpointRef mSource = 0;
+    MIDIPortRef mPort;
+    SourceConnection mSource;
 };
 
 } // namespace deck::host

@@ -47,52 +47,29 @@ MidiListener::MidiListener(std::optional<MIDIUniqueID> only)
 std::vector<MidiListener::Change> MidiListener::Update()
 {
     std::vector<Change> changes;
-    const std::vector<MidiPort> present = ListPorts(PortDirection::Source);
-    for (std::uint32_t source = 0; source < mSources.size(); ++source) {
-        const MIDIUniqueID id = mSources[source].port.id;
-        const bool isThere = std::any_of(
-            present.begin(), present.end(), [id](const MidiPort& port) { return port.id == id; });
-        if (!isThere && mSources[source].endpoint != 0) {
-            Connect(source, 0);
-            changes.push_back({source, false});
+    const auto follow = [&changes](Known& source) {
+        if (source.connection.Follow(source.port.id)) {
+            changes.push_back({source.number, source.connection.IsThere()});
         }
-    }
-    for (const MidiPort& port : present) {
-        if (mOnly && port.id != *mOnly) {
-            continue;
-        }
-        const std::uint32_t source = NumberOf(port);
-        const MIDIEndpointRef endpoint = FindEndpoint(port.id, PortDirection::Source).value_or(0);
-        if (endpoint != 0 && endpoint != mSources[source].endpoint) {
-            Connect(source, endpoint);
-            changes.push_back({source, true});
+    };
+    std::for_each(mSources.begin(), mSources.end(), follow);
+    for (const MidiPort& port : ListPorts(PortDirection::Source)) {
+        if (!mOnly || port.id == *mOnly) {
+            follow(Know(port));
         }
     }
     return changes;
 }
 
-std::uint32_t MidiListener::NumberOf(const MidiPort& port)
+MidiListener::Known& MidiListener::Know(const MidiPort& port)
 {
     const auto known = std::find_if(mSources.begin(), mSources.end(),
         [&port](const Known& source) { return source.port.id == port.id; });
     if (known == mSources.end()) {
-        mSources.push_back({static_cast<std::uint32_t>(mSources.size()), port, 0, {}});
-        return mSources.back().number;
+        return mSources.emplace_back(static_cast<std::uint32_t>(mSources.size()), port, mPort);
     }
     known->port = port;
-    return known->number;
-}
-
-void MidiListener::Connect(std::uint32_t source, MIDIEndpointRef endpoint)
-{
-    Known& known = mSources[source];
-    if (known.endpoint != 0) {
-        MIDIPortDisconnectSource(mPort, known.endpoint);
-    }
-    known.endpoint = endpoint;
-    if (endpoint != 0) {
-        MIDIPortConnectSource(mPort, endpoint, &known);
-    }
+    return *known;
 }
 
 std::optional<HeardBytes> MidiListener::TryTake() noexcept
@@ -124,11 +101,9 @@ void MidiListener::Wake() noexcept
 void MidiListener::OnPackets(const MIDIPacketList* packets, void* self, void* known)
 {
     auto& listener = *static_cast<MidiListener*>(self);
-    const MIDIPacket* packet = &packets->packet[0];
-    for (UInt32 i = 0; i < packets->numPackets; ++i) {
-        listener.Queue(*packet, static_cast<const Known*>(known)->number);
-        packet = MIDIPacketNext(packet);
-    }
+    ForEachPacket(*packets, [&](const MIDIPacket& packet) {
+        listener.Queue(packet, static_cast<const Known*>(known)->number);
+    });
     listener.Wake();
 }
 

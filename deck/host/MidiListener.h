@@ -3,7 +3,7 @@
 
 #pragma once
 
-#include "deck/host/MidiPorts.h"
+#include "deck/host/SourceConnection.h"
 #include "deck/protocol/MMC.h"
 #include "deck/transport/BoundedQueue.h"
 
@@ -37,8 +37,8 @@ public:
         std::uint32_t source = 0;
         bool isThere = false;
     };
-    /// Connects to what came and lets go of what went since the last call: what changed, in the
-    /// service's order. [host, may block]
+    /// Connects to what came and lets go of what went since the last call: what changed, new ones
+    /// last and in the service's order. [host, may block]
     std::vector<Change> Update();
 
     /// Readable when there is something to take, or Update has something to do. [host]
@@ -55,9 +55,18 @@ public:
 
 private:
     struct Known {
-        std::uint32_t number = 0; // all that the receive thread reads
+        Known(std::uint32_t index, const MidiPort& source, MIDIPortRef input)
+            : number(index)
+            , port(source)
+            , connection(input, this)
+        {
+        }
+        Known(const Known&) = delete;
+        Known& operator=(const Known&) = delete;
+
+        const std::uint32_t number; // all that the receive thread reads
         MidiPort port;
-        MIDIEndpointRef endpoint = 0; // 0 while it is away
+        SourceConnection connection;
         std::chrono::nanoseconds last{0};
     };
 
@@ -72,8 +81,7 @@ private:
     static void OnPackets(const MIDIPacketList* packets, void* self, void* known);
     void Queue(const MIDIPacket& packet, std::uint32_t source) noexcept;
     void Wake() noexcept;
-    std::uint32_t NumberOf(const MidiPort& port);
-    void Connect(std::uint32_t source, MIDIEndpointRef endpoint);
+    Known& Know(const MidiPort& port);
 
     using PacketQueue = BoundedQueue<HeardBytes, 8192>;
 

@@ -1,5 +1,6 @@
 #include "deck/host/MtcRelay.h"
 
+#include "deck/host/SourceConnection.h"
 #include "kelcore/utility/HighPrecisionTime.h"
 
 namespace deck::host {
@@ -30,11 +31,9 @@ void MtcRelay::OnPackets(const MIDIPacketList* packets, void* self, void*)
 {
     const std::chrono::nanoseconds now(HighPrecisionTime::ConvertToNanos(
         static_cast<std::int64_t>(HighPrecisionTime::GetCurrentTime())));
-    const MIDIPacket* packet = &packets->packet[0];
-    for (UInt32 i = 0; i < packets->numPackets; ++i) {
-        static_cast<MtcRelay*>(self)->mPacer.OnMessage({packet->data, packet->length}, now);
-        packet = MIDIPacketNext(packet);
-    }
+    ForEachPacket(*packets, [&](const MIDIPacket& packet) {
+        static_cast<MtcRelay*>(self)->mPacer.OnMessage({packet.data, packet.length}, now);
+    });
 }
 
 } // namespace deck::host

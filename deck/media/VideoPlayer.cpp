@@ -18,6 +18,10 @@ constexpr double kJumpSeconds = 0.4;
 // How fast an error is made good: by half in a quarter of a second, at most 5 % off speed.
 constexpr double kPull = 2.0;
 constexpr double kMaxPull = 0.05;
+// Of the time that drawing takes: it is believed slowly, and never beyond this.
+constexpr std::int64_t kDrawShare = 16;
+constexpr std::chrono::nanoseconds kLongestDraw = std::chrono::milliseconds(100);
+constexpr std::uint64_t kDroppedProperty = 1;
 
 std::chrono::nanoseconds Now()
 {
@@ -58,6 +62,7 @@ void VideoPlayer::RenderDeleter::operator()(mpv_render_context* context) const
 
 VideoPlayer::VideoPlayer(const std::string& path, const Options& options)
     : mInfo(ReadMediaInfo(path))
+    , mDrift(FrameSeconds() * 1000)
 {
     if (!mInfo.HasVideo()) {
         throw MediaError(path + ": has no video");
@@ -103,6 +108,9 @@ void VideoPlayer::SetUp(const Options& options)
     }
     Require(mpv_initialize(mMpv.get()), "mpv");
     Require(mpv_observe_property(mMpv.get(), 0, "time-pos", MPV_FORMAT_DOUBLE), "mpv");
+    Require(
+        mpv_observe_property(mMpv.get(), kDroppedProperty, "frame-drop-count", MPV_FORMAT_INT64),
+        "mpv");
     MakeRenderer();
 }
 
@@ -119,6 +127,8 @@ void VideoPlayer::MakeRenderer()
         [](void* self) {
             auto* player = static_cast<VideoPlayer*>(self);
             player->mHasPicture = true;
+            std::int64_t none = 0;
+            player->mCameAt.compare_exchange_strong(none, Now().count());
             const std::lock_guard lock(player->mMutex);
             if (player->mPictureChanged) {
                 player->mPictureChanged();
@@ -134,7 +144,7 @@ void VideoPlayer::Load(const std::string& path)
     for (;;) {
         const mpv_event* event = mpv_wait_event(mMpv.get(), 20);
         if (event->event_id == MPV_EVENT_PLAYBACK_RESTART) {
-            mStill = 0;
+            mStill = mStatus.shownFrame = 0;
             return;
         }
         if (event->event_id == MPV_EVENT_END_FILE) {
@@ -167,7 +177,7 @@ bool VideoPlayer::Render(std::uint8_t* pixels, int width, int height, std::size_
     if (!mHasPicture) {
         return false;
     }
-    mpv_render_context_update(mRender.get());
+    const bool isNew = (mpv_render_context_update(mRender.get()) & MPV_RENDER_UPDATE_FRAME) != 0;
     int size[] = {width, height};
     char format[] = "bgr0";
     int block = 0;
@@ -179,7 +189,20 @@ bool VideoPlayer::Render(std::uint8_t* pixels, int width, int height, std::size_
         {MPV_RENDER_PARAM_BLOCK_FOR_TARGET_TIME, &block},
         {MPV_RENDER_PARAM_INVALID, nullptr},
     };
-    return mpv_render_context_render(mRender.get(), parameters) >= 0;
+    const bool isDrawn = mpv_render_context_render(mRender.get(), parameters) >= 0;
+    NoteDrawn(isNew);
+    return isDrawn;
+}
+
+/// What is slow to draw must be played earlier.
+void VideoPlayer::NoteDrawn(bool isNew)
+{
+    const std::int64_t cameAt = mCameAt.exchange(0);
+    if (isNew && cameAt != 0) {
+        const auto took = std::min(Now() - std::chrono::nanoseconds(cameAt), kLongestDraw);
+        const std::int64_t mean = mDrawNanos.load();
+        mDrawNanos.store(mean + (took.count() - mean) / kDrawShare);
+    }
 }
 
 VideoStatus VideoPlayer::Status() const
@@ -209,7 +232,9 @@ void VideoPlayer::HandleEvents()
         }
         timeout = 0;
         if (event->event_id == MPV_EVENT_PROPERTY_CHANGE) {
-            NotePicture(*static_cast<const mpv_event_property*>(event->data));
+            const auto& property = *static_cast<const mpv_event_property*>(event->data);
+            event->reply_userdata == kDroppedProperty ? NoteDropped(property)
+                                                      : NotePicture(property);
         }
         if (event->event_id == MPV_EVENT_PLAYBACK_RESTART && mSeeking) {
             mStill = std::exchange(mSeeking, std::nullopt);
@@ -240,7 +265,7 @@ void VideoPlayer::Steer()
 void VideoPlayer::ShowStill(const PlayHead& head)
 {
     SetPaused(true);
-    mLocked = false;
+    ForgetDrift();
     const auto last = std::max<FrameNumber>(mInfo.frameCount - 1, 0);
     // A picture stands until the next one's moment: half a microsecond forgives rounding.
     const double position = (DeckSeconds(head) + 5e-7) / FrameSeconds();
@@ -260,30 +285,63 @@ void VideoPlayer::SteerPlaying(const PlayHead& head)
         edge.mediaTime = std::chrono::nanoseconds(std::llround(deck * 1e9));
         return ShowStill(edge);
     }
-    mStill.reset();
+    LeaveStill();
     SetPaused(false);
     if (!mPicture) {
         return;
     }
     // The moment that a frame appeared is the moment to compare: in between, its time stands still.
     PlayHead then = head;
-    then.mediaTime += mPicture->hostTime - then.hostTime;
+    // It has appeared once it is drawn.
+    then.mediaTime
+        += mPicture->hostTime + std::chrono::nanoseconds(mDrawNanos.load()) - then.hostTime;
     const double behind = Seconds(then.mediaTime) - mPicture->seconds;
     mPicture.reset();
     if (std::abs(behind) > kJumpSeconds) {
-        return StartSeek(static_cast<FrameNumber>(std::ceil(deck / FrameSeconds())));
+        return Jump(static_cast<FrameNumber>(std::ceil(deck / FrameSeconds())));
     }
     SetSpeed(1.0 + std::clamp(kPull * behind, -kMaxPull, kMaxPull));
-    NoteDrift(-behind / FrameSeconds());
+    NoteDrift(-behind);
 }
 
-void VideoPlayer::NoteDrift(double frames)
+void VideoPlayer::LeaveStill()
 {
-    mLocked = mLocked || std::abs(frames) < 0.25;
+    if (std::exchange(mStill, std::nullopt)) {
+        const std::lock_guard lock(mMutex);
+        mStatus.shownFrame.reset();
+    }
+}
+
+void VideoPlayer::Jump(FrameNumber frame)
+{
+    StartSeek(frame);
+    ForgetDrift();
     const std::lock_guard lock(mMutex);
-    mStatus.driftFrames = frames;
-    if (mLocked) {
-        mStatus.maxDriftFrames = std::max(mStatus.maxDriftFrames, std::abs(frames));
+    ++mStatus.jumps;
+}
+
+void VideoPlayer::NoteDrift(double ahead)
+{
+    mDrift.Note(ahead * 1000);
+    if (mDrift.IsLocked()) {
+        const std::lock_guard lock(mMutex);
+        mStatus.drift = mDrift.Drift();
+    }
+}
+
+void VideoPlayer::ForgetDrift()
+{
+    mDrift.Reset();
+    const std::lock_guard lock(mMutex);
+    mStatus.drift.reset();
+}
+
+void VideoPlayer::NoteDropped(const mpv_event_property& property)
+{
+    if (property.format == MPV_FORMAT_INT64) {
+        const std::lock_guard lock(mMutex);
+        mStatus.dropped
+            = static_cast<std::uint64_t>(*static_cast<const std::int64_t*>(property.data));
     }
 }
 
@@ -314,7 +372,7 @@ void VideoPlayer::SetPaused(bool paused)
         mpv_set_property_async(mMpv.get(), 0, "pause", MPV_FORMAT_FLAG, &flag);
         mPaused = paused;
         if (paused) {
-            mStill.reset();
+            LeaveStill();
         }
     }
 }

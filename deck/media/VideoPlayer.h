@@ -4,6 +4,7 @@
 #pragma once
 
 #include "deck/media/MediaInfo.h"
+#include "deck/media/PictureDrift.h"
 
 #include <atomic>
 #include <chrono>
@@ -32,10 +33,13 @@ struct PlayHead {
 
 /// How well the picture follows, for status lines and measurements.
 struct VideoStatus {
-    std::optional<FrameNumber> shownFrame; // the picture that a locate brought last
-    double driftFrames = 0;                // picture behind (-) or ahead (+) while playing
-    double maxDriftFrames = 0;             // largest since the picture locked on
+    std::optional<FrameNumber> shownFrame; // where the picture stands; nothing while it moves
+    std::optional<PictureDrift> drift;     // while the picture plays and is locked on
     std::uint64_t locates = 0;             // frame-exact seeks that landed
+    std::uint64_t jumps = 0;   // of those, into a film that plays: it was too far off to draw in
+    std::uint64_t dropped = 0; // pictures that came before the one before them was drawn
+
+    bool operator==(const VideoStatus&) const = default;
 };
 
 class VideoPlayer {
@@ -84,10 +88,15 @@ private:
     void Run();
     void HandleEvents();
     void NotePicture(const mpv_event_property& property);
-    void NoteDrift(double frames);
+    void NoteDropped(const mpv_event_property& property);
+    void NoteDrift(double ahead);
+    void ForgetDrift();
+    void NoteDrawn(bool isNew);
     void Steer();
     void SteerPlaying(const PlayHead& head);
     void ShowStill(const PlayHead& head);
+    void LeaveStill();
+    void Jump(FrameNumber frame);
     void StartSeek(FrameNumber frame);
     void SetPaused(bool paused);
     void SetSpeed(double speed);
@@ -103,6 +112,9 @@ private:
     std::function<void()> mPictureChanged; // guarded by mMutex
     std::atomic<bool> mEnding{false};
     std::atomic<bool> mHasPicture{false};
+    // When the picture came that is not drawn yet; 0 where there is none
+    std::atomic<std::int64_t> mCameAt{0};
+    std::atomic<std::int64_t> mDrawNanos{0}; // from there to drawn, on average
 
     /// The newest frame that has appeared while playing.
     struct Picture {
@@ -115,7 +127,7 @@ private:
     std::optional<FrameNumber> mSeeking; // under way
     std::optional<FrameNumber> mStill;   // where the picture stands
     bool mPaused = true;
-    bool mLocked = false; // playing, and within reach of the deck
+    DriftMeter mDrift;
     double mSpeed = 1.0;
 
     std::thread mThread; // last: it uses all of the above

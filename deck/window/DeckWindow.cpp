@@ -167,7 +167,8 @@ QWidget* DeckWindow::MakePorts()
     mSenderRate = new QLabel;
     mClock = new QLabel;
     mClock->setObjectName("Clock");
-    mClock->setToolTip(tr("How late the deck's own clock ticked for its frames"));
+    mClock->setToolTip(tr("How late the deck's own clock ticked for its frames,\n"
+                          "and how far the picture is ahead (+) or behind (-) of it"));
     mTrouble = new QLabel;
     mTrouble->setObjectName("Trouble");
     mTrouble->setWordWrap(true);
@@ -221,7 +222,8 @@ void DeckWindow::ShowState(const WindowState& state)
     mStateText->setPalette(colours);
     mRateText->setText(Text(std::string(state.rate.Name())) + " fps");
     mSenderRate->setText(state.senderRate.empty() ? tr("no locate yet") : Text(state.senderRate));
-    mClock->setText(state.clock.empty() ? tr("not rolled yet") : Text(state.clock));
+    const QString clock = state.clock.empty() ? tr("not rolled yet") : Text(state.clock);
+    mClock->setText(state.picture.empty() ? clock : clock + "\n" + Text(state.picture));
     mFilling = true;
     const bool own = state.hasOwnPorts;
     FillPicker(*mInput, own ? tr("only the deck's own \"MMC in\"") : tr("none"), state.inputs,

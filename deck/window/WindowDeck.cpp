@@ -29,13 +29,11 @@ std::string TimeText(std::chrono::nanoseconds time)
     return text;
 }
 
-std::vector<PortChoice> Choices(host::PortDirection direction, const host::OwnPorts* own)
+std::vector<PortChoice> Choices(const std::vector<host::MidiPort>& ports)
 {
     std::vector<PortChoice> choices;
-    for (const host::MidiPort& port : host::ListPorts(direction)) {
-        if (own == nullptr || !own->Has(port.id)) {
-            choices.push_back({port.id, port.name, port.isAmbiguous});
-        }
+    for (const host::MidiPort& port : ports) {
+        choices.push_back({port.id, port.name, port.isAmbiguous});
     }
     return choices;
 }
@@ -73,8 +71,8 @@ WindowState WindowDeck::Read()
     state.isRecording = status.isRecording;
     state.rate = status.rate;
     state.service = status.service;
-    state.inputs = Choices(host::PortDirection::Source, mRun->Session().Own());
-    state.outputs = Choices(host::PortDirection::Destination, mRun->Session().Own());
+    state.inputs = mInputs;
+    state.outputs = mOutputs;
     state.input = status.in.id;
     state.output = status.out.id;
     state.isBound = status.IsBound();
@@ -88,6 +86,7 @@ WindowState WindowDeck::Read()
     }
     state.senderRate = status.senderRate;
     state.clock = mRun->Session().Punctuality().Text();
+    state.picture = mVideo ? cli::PictureText(mVideo->Status()) : "";
     state.trouble = Trouble(status);
     return state;
 }
@@ -188,6 +187,12 @@ void WindowDeck::Tell(const std::string& event, const std::string& text)
 
 void WindowDeck::Show(const cli::DeckStatus&, bool) {}
 
+void WindowDeck::ShowPorts(const cli::PortLists& ports)
+{
+    mInputs = Choices(ports.sources);
+    mOutputs = Choices(ports.destinations);
+}
+
 void WindowDeck::ShowMMC(const host::RawMMC& message, const PluginPrediction& prediction)
 {
     mLastMMC = HostTimeNanos(message.time);
@@ -234,6 +239,11 @@ void WindowDeck::ShowPosition(const Position& position)
         mVideo->Follow({FrameStart(position.frame, rate) - FrameStart(mOptions.mediaStart, rate),
             position.time, position.speed == 1});
     }
+}
+
+std::optional<VideoStatus> WindowDeck::Picture() const
+{
+    return mVideo ? std::optional(mVideo->Status()) : std::nullopt;
 }
 
 } // namespace deck::window

@@ -34,10 +34,12 @@ public:
     // Display
     void Tell(const std::string& event, const std::string& text) override;
     void Show(const cli::DeckStatus& status, bool isDue) override;
+    void ShowPorts(const cli::PortLists& ports) override;
     void ShowMMC(const host::RawMMC& message, const PluginPrediction& prediction) override;
     bool WantsMTC() const override { return true; }
     void ShowMTC(const host::MTCEvent& event) override;
     void ShowPosition(const Position& position) override;
+    std::optional<VideoStatus> Picture() const override;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -54,6 +56,8 @@ private:
     const cli::PlayOptions& mOptions;
     std::unique_ptr<VideoPlayer> mVideo;
     cli::DeckRun* mRun = nullptr;
+    std::vector<PortChoice> mInputs;
+    std::vector<PortChoice> mOutputs;
     std::vector<MonitorRow> mRows;
     std::string mTrouble;                                            // the last warning
     std::array<std::optional<std::chrono::nanoseconds>, 2> mLastRow; // by MonitorKind

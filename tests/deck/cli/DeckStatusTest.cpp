@@ -117,6 +117,40 @@ TEST(DeckStatus, ChangesWhenMoreThanTheFrameDoes)
     EXPECT_TRUE(IsChange(resting, located)) << "a locate at rest";
 }
 
+TEST(DeckStatus, TellsHowThePictureFollows)
+{
+    DeckStatus status = Playing();
+    EXPECT_FALSE(nlohmann::json::parse(StatusJSON(status)).contains("picture"));
+
+    status.picture.emplace();
+    EXPECT_THAT(StatusText(status), HasSubstr("picture not there yet"));
+    status.picture->shownFrame = 12;
+    EXPECT_THAT(StatusText(status), HasSubstr("picture 12"));
+    EXPECT_EQ(nlohmann::json::parse(StatusJSON(status))["picture"]["frame"], 12);
+
+    status.picture->shownFrame.reset();
+    status.picture->drift = PictureDrift{2.9, -7.6, 90000};
+    EXPECT_THAT(StatusText(status), HasSubstr("picture +3 ms, at most -8 ms"));
+    status.picture->dropped = 2;
+    EXPECT_THAT(StatusText(status), HasSubstr("at most -8 ms, 2 dropped"));
+    const auto json = nlohmann::json::parse(StatusJSON(status))["picture"];
+    EXPECT_EQ(json["frame"], nullptr);
+    EXPECT_EQ(json["drift_ms"], 2.9);
+    EXPECT_EQ(json["worst_drift_ms"], -7.6);
+    EXPECT_EQ(json["compared"], 90000);
+    EXPECT_EQ(json["dropped"], 2);
+}
+
+TEST(DeckStatus, IsNoNewsWhereThePictureOnlyDrifts)
+{
+    DeckStatus before = Playing();
+    before.picture.emplace();
+    DeckStatus after = before;
+    after.picture->drift = PictureDrift{1, 2, 3};
+
+    EXPECT_FALSE(IsChange(before, after));
+}
+
 TEST(CallJSON, TellsALocatesTime)
 {
     const auto json = nlohmann::json::parse(

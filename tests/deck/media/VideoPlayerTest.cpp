@@ -103,6 +103,18 @@ PlayHead Standing(FrameNumber frame, const MediaInfo& info)
     return {FrameStart(frame, *info.Rate()), 0ns, false};
 }
 
+template <typename Condition> bool WaitUntil(Condition isSo)
+{
+    const auto end = std::chrono::steady_clock::now() + 20s;
+    while (!isSo()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
 class VideoPlayerAtRate : public testing::TestWithParam<const char*> {};
 
 TEST_P(VideoPlayerAtRate, ShowsExactlyTheFrameAskedFor)
@@ -169,6 +181,45 @@ TEST(VideoPlayer, PlaysInStepWithTheDecksClock)
             - picture.number;
     }
     EXPECT_NEAR(sum / static_cast<double>(seen.size()), 0, 0.5) << "frames behind, on average";
+    const auto drift = player.Status().drift;
+    ASSERT_TRUE(drift);
+    EXPECT_NEAR(-sum / static_cast<double>(seen.size()) * 40, drift->mean, 20)
+        << "what it says of itself is what the screen shows, in milliseconds";
+}
+
+TEST(VideoPlayer, SaysWhereItStandsAndForgetsItWhenItPlays)
+{
+    VideoPlayer player(MakeFilm({}), {});
+    Screen screen(player);
+    EXPECT_EQ(player.Status().shownFrame, 0);
+    EXPECT_FALSE(player.Status().drift);
+
+    player.Follow(Standing(77, player.Info()));
+    ASSERT_TRUE(screen.WaitFor(77));
+    ASSERT_TRUE(WaitUntil([&] { return player.Status().shownFrame == 77; }));
+
+    player.Follow({77 * 40ms, Now(), true});
+    EXPECT_TRUE(WaitUntil([&] { return player.Status().drift.has_value(); }));
+    EXPECT_FALSE(player.Status().shownFrame);
+
+    player.Follow(Standing(10, player.Info()));
+    EXPECT_TRUE(WaitUntil([&] { return player.Status().shownFrame == 10; }));
+    EXPECT_FALSE(player.Status().drift) << "a picture that stands does not drift";
+    EXPECT_EQ(player.Status().jumps, 0U);
+}
+
+TEST(VideoPlayer, CountsAJumpIntoAFilmThatPlays)
+{
+    VideoPlayer player(MakeFilm({"25", 500, ""}), {});
+    Screen screen(player);
+    player.Follow({1s, Now(), true});
+    ASSERT_TRUE(WaitUntil([&] { return player.Status().drift.has_value(); }));
+    const auto before = player.Status().jumps;
+
+    player.Follow({10s, Now(), true});
+
+    EXPECT_TRUE(WaitUntil([&] { return player.Status().jumps == before + 1; }));
+    EXPECT_TRUE(WaitUntil([&] { return player.Status().drift.has_value(); })) << "locked on again";
 }
 
 TEST(VideoPlayer, StandsOnTheFrameOfTheStop)

@@ -218,6 +218,11 @@ TEST_F(DeckWindowTest, SaysHowLateTheClockTicks)
     mModel.state.clock = "late by 0.06 ms, at most 0.31 ms";
     window.Refresh();
     EXPECT_EQ(Find<QLabel>(window, "Clock").text(), "late by 0.06 ms, at most 0.31 ms");
+
+    mModel.state.picture = "picture +3 ms, at most +8 ms";
+    window.Refresh();
+    EXPECT_EQ(Find<QLabel>(window, "Clock").text(),
+        "late by 0.06 ms, at most 0.31 ms\npicture +3 ms, at most +8 ms");
 }
 
 } // namespace

@@ -1,0 +1,21 @@
+#include "deck/host/SourceConnection.h"
+
+namespace deck::host {
+
+bool SourceConnection::Follow(MIDIUniqueID id)
+{
+    const MIDIEndpointRef source = FindEndpoint(id, PortDirection::Source).value_or(0);
+    if (source == mSource) {
+        return false;
+    }
+    if (mSource != 0) {
+        MIDIPortDisconnectSource(mPort, mSource);
+    }
+    mSource = source;
+    if (mSource != 0) {
+        MIDIPortConnectSource(mPort, mSource, mContext);
+    }
+    return true;
+}
+
+} // namespace deck::host

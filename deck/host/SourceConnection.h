@@ -1,0 +1,42 @@
+// What listens to a source that comes and goes: MMCWatch tells of commands among
+// the deck's other events, in one order with the calls that they cause; MidiListener
+// keeps every byte of many sources for a thread that may take its time.
+
+#pragma once
+
+#include "deck/host/MidiPorts.h"
+
+namespace deck::host {
+
+/// Calls `onPacket` with each packet. [receive, real-time]
+template <typename Handler> void ForEachPacket(const MIDIPacketList& packets, Handler onPacket)
+{
+    const MIDIPacket* packet = &packets.packet[0];
+    for (UInt32 i = 0; i < packets.numPackets; ++i) {
+        onPacket(*packet);
+        packet = MIDIPacketNext(packet);
+    }
+}
+
+/// One input port's connection to one source. It ends with the port.
+class SourceConnection {
+public:
+    /// `context` comes with what arrives.
+    SourceConnection(MIDIPortRef port, void* context)
+        : mPort(port)
+        , mContext(context)
+    {
+    }
+
+    /// Connects to the source of that ID where it is there, and to nothing where it is not; true
+    /// where that is a change. Call it again after each setup change. [host, may block]
+    bool Follow(MIDIUniqueID id);
+    bool IsThere() const noexcept { return mSource != 0; }
+
+private:
+    MIDIPortRef mPort;
+    void* mContext;
+    MIDIEndpointRef mSource = 0; // 0 while it is away
+};
+
+} // namespace deck::host
