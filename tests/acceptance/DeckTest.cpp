@@ -16,6 +16,8 @@ DeckTest::DeckTest()
         throw std::runtime_error("no temporary folder");
     }
     mHome = name;
+    fs::create_directory(mHome / "run");
+    fs::permissions(mHome / "run", fs::perms::owner_all); // as Qt and systemd ask for
     mEnvironment = {{"XDG_CONFIG_HOME", mHome.string()}, {"XDG_DATA_HOME", mHome.string()},
         {"XDG_RUNTIME_DIR", (mHome / "run").string()}, {"KEL_MIDI_SERVICE", "builtin"},
         {"KEL_DEBUG_DATABASE", (mHome / "debug.json").string()}};

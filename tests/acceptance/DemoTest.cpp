@@ -76,7 +76,9 @@ TEST_F(DemoTest, NeedsNoSettingsAndWritesNone)
 {
     Run({"demo"});
 
-    EXPECT_TRUE(std::filesystem::is_empty(mHome));
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(mHome)) {
+        EXPECT_EQ(entry.path(), mHome / "run") << "the empty folder that was there before";
+    }
 }
 
 } // namespace

@@ -1,8 +1,7 @@
 // A deck left alone in a rack: its takes, its configuration, and who asks how it
 // is.
 
-#include "tests/acceptance/DeckTest.h"
-#include "tests/acceptance/JackServer.h"
+#include "tests/acceptance/JackStudio.h"
 
 #include <nlohmann/json.hpp>
 
@@ -20,43 +19,13 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
-class RackTest : public DeckTest {
-protected:
-    void SetUp() override
-    {
-        if (!JackServer::IsInstalled()) {
-            GTEST_SKIP() << "jackd is not installed: no JACK server to test with";
-        }
-        mServer.emplace();
-        mServer->Start();
-        mConsole.emplace(*mServer, "Console");
-        mRecorder.emplace(*mServer, "Recorder");
-        mEnvironment["KEL_MIDI_SERVICE"] = "jack";
-        mEnvironment["JACK_DEFAULT_SERVER"] = mServer->Name();
-    }
-
-    std::unique_ptr<Program> StartBound(std::vector<std::string> arguments)
-    {
-        arguments.insert(arguments.begin(), {"run", "--json"});
-        auto deck = Start(arguments);
-        EXPECT_TRUE(deck->WaitForLine(R"("bound":true)")) << deck->Output();
-        return deck;
-    }
-
-    void Send(MMCCode command) { mConsole->SendInOneCycle({EncodeMMC(kMMCAllDevices, command)}); }
-
-    std::optional<JackServer> mServer;
-    std::optional<JackPeer> mConsole;
-    std::optional<JackPeer> mRecorder;
-};
-
-const std::vector<std::string> kPorts = {"--in", "Console", "--out", "Recorder"};
+class RackTest : public JackStudio {};
 
 // ------------------------------------------------------------------ takes
 
 TEST_F(RackTest, KeepsATakeFromRecordStrobeToExit)
 {
-    const auto deck = StartBound(kPorts);
+    const auto deck = StartWired();
     Send(kMMCRecordStrobe);
     ASSERT_TRUE(deck->WaitForLine(R"("event":"take","take":1)")) << deck->Output();
     Send(kMMCRecordExit);
@@ -72,8 +41,7 @@ TEST_F(RackTest, KeepsATakeFromRecordStrobeToExit)
 
 TEST_F(RackTest, EndsATakeWithTheDeck)
 {
-    const auto deck
-        = StartBound({"--in", "Console", "--out", "Recorder", "--status-interval", "0.05"});
+    const auto deck = StartWired({"--status-interval", "0.05"});
     Send(kMMCRecordStrobe);
     ASSERT_TRUE(deck->WaitForLine(R"("event":"take","take":1)")) << deck->Output();
     ASSERT_TRUE(deck->WaitForLine(R"(00:00:00:1)")) << deck->Output();
@@ -90,7 +58,7 @@ TEST_F(RackTest, EndsATakeWithTheDeck)
 TEST_F(RackTest, KeepsATakeThatACrashInterrupted)
 {
     {
-        const auto deck = StartBound(kPorts);
+        const auto deck = StartWired();
         Send(kMMCRecordStrobe);
         ASSERT_TRUE(deck->WaitForLine(R"("event":"take","take":1)")) << deck->Output();
         deck->Signal(SIGKILL);
@@ -179,7 +147,7 @@ TEST_F(RackTest, SaysThatThePortsOfAReloadAreNotThereAndKeepsThoseItHas)
 
 TEST_F(RackTest, TellsHowItIs)
 {
-    const auto deck = StartBound(kPorts);
+    const auto deck = StartWired();
     Send(kMMCPlay);
     ASSERT_TRUE(deck->WaitForLine(R"("state":"play")")) << deck->Output();
 
@@ -335,7 +303,6 @@ TEST_F(HeadlessTest, HasAUnitThatSystemdAccepts)
     if (!std::filesystem::exists("/usr/bin/systemd-analyze")) {
         GTEST_SKIP() << "systemd is not installed: nothing to verify its unit with";
     }
-    std::filesystem::create_directory(mHome / "run");
     Program verify({"systemd-analyze", "--user", "--man=no", "verify", SYSTEMD_UNIT}, mEnvironment);
 
     EXPECT_EQ(verify.Wait(), 0);

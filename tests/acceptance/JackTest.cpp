@@ -1,5 +1,4 @@
-#include "tests/acceptance/DeckTest.h"
-#include "tests/acceptance/JackServer.h"
+#include "tests/acceptance/JackStudio.h"
 
 #include "deck/protocol/MTC.h"
 
@@ -34,26 +33,14 @@ bool IsQuarterFrame(const Bytes& message)
     return message.size() == 2 && message[0] == kQuarterFrameStatus;
 }
 
-class JackTest : public DeckTest {
+class JackTest : public JackDeckTest {
 protected:
-    void SetUp() override
-    {
-        if (!JackServer::IsInstalled()) {
-            GTEST_SKIP() << "jackd is not installed: no JACK server to test with";
-        }
-        mServer.emplace(1024);
-        mEnvironment["KEL_MIDI_SERVICE"] = "jack";
-        mEnvironment["JACK_DEFAULT_SERVER"] = mServer->Name();
-    }
-
     // A deck bound to a machine's ports.
-    std::unique_ptr<Program> StartBound()
+    std::unique_ptr<Program> StartWithMachine()
     {
         mServer->Start();
         mPeer.emplace(*mServer, "machine");
-        auto deck = Start({"run", "--json", "--in", "mmc_out", "--out", "mtc_in"});
-        EXPECT_TRUE(deck->WaitForLine(R"("bound":true)")) << deck->Output();
-        return deck;
+        return StartBound({"--in", "mmc_out", "--out", "mtc_in"});
     }
 
     static std::optional<json> NextCall(Program& deck)
@@ -71,13 +58,12 @@ protected:
         return deck.Wait();
     }
 
-    std::optional<JackServer> mServer;
     std::optional<JackPeer> mPeer;
 };
 
 TEST_F(JackTest, PlaysForAMachineAndLeadsItWithMTC)
 {
-    const auto deck = StartBound();
+    const auto deck = StartWithMachine();
     mPeer->SendInOneCycle({kPlay});
 
     EXPECT_TRUE(deck->WaitForLine(R"("state":"play")"));
@@ -98,7 +84,7 @@ TEST_F(JackTest, PlaysForAMachineAndLeadsItWithMTC)
 
 TEST_F(JackTest, ObeysAStopAndALocateOfOneCycleInTheirOrder)
 {
-    const auto deck = StartBound();
+    const auto deck = StartWithMachine();
     mPeer->SendInOneCycle({kPlay});
     ASSERT_TRUE(mPeer->WaitFor(IsQuarterFrame));
     ASSERT_EQ(NextCall(*deck).value()["call"], "Play");
@@ -135,7 +121,7 @@ TEST_F(JackTest, OffersPortsOfItsOwnThatAPatchbayCanWire)
 
 TEST_F(JackTest, ServesItsOwnPortsBesideTheChosenOnes)
 {
-    const auto deck = StartBound();
+    const auto deck = StartWithMachine();
     JackPeer other(*mServer, "other");
     ASSERT_TRUE(other.Wire("korva-deck:MMC in", "korva-deck:MTC out"));
 
@@ -164,7 +150,7 @@ TEST_F(JackTest, ShowsThePatchbayNothingButItsOwnPorts)
 
 TEST_F(JackTest, EndsWellWhileItRolls)
 {
-    const auto deck = StartBound();
+    const auto deck = StartWithMachine();
     mPeer->SendInOneCycle({kPlay});
     ASSERT_TRUE(mPeer->WaitFor(IsQuarterFrame));
 
@@ -175,8 +161,7 @@ TEST_F(JackTest, SendsNoMTCWhereNoneIsWanted)
 {
     mServer->Start();
     mPeer.emplace(*mServer, "machine");
-    const auto deck = Start({"run", "--json", "--in", "mmc_out", "--out", "mtc_in", "--no-mtc"});
-    ASSERT_TRUE(deck->WaitForLine(R"("bound":true)"));
+    const auto deck = StartBound({"--in", "mmc_out", "--out", "mtc_in", "--no-mtc"});
     mPeer->SendInOneCycle({LocateToScene()});
     ASSERT_TRUE(deck->WaitForLine(R"("timecode":"01:02:03:04")"));
     EXPECT_EQ(End(*deck), 0);
@@ -193,7 +178,7 @@ TEST_F(JackTest, SendsNoMTCWhereNoneIsWanted)
 
 TEST_F(JackTest, RemembersItsPortsAndBindsThemWhenTheyCome)
 {
-    EXPECT_EQ(End(*StartBound()), 0);
+    EXPECT_EQ(End(*StartWithMachine()), 0);
     EXPECT_THAT(Read(SettingsPath()), HasSubstr(R"("transmit_mtc":true)"));
     mPeer.reset();
     const auto deck = Start({"run", "--json"});
@@ -209,7 +194,7 @@ TEST_F(JackTest, RemembersItsPortsAndBindsThemWhenTheyCome)
 
 TEST_F(JackTest, BindsAgainByItselfAfterTheServerWasKilled)
 {
-    const auto deck = StartBound();
+    const auto deck = StartWithMachine();
     mServer->Kill();
     EXPECT_TRUE(deck->WaitForLine(R"("bound":false)")) << deck->Output();
     mPeer.reset();
@@ -297,7 +282,7 @@ constexpr int kNoisyCycles = 50;
 
 TEST_F(JackTest, ObeysAfterNoiseAndForeignSysEx)
 {
-    const auto deck = StartBound();
+    const auto deck = StartWithMachine();
     Noise noise(false);
     for (int cycle = 0; cycle < kNoisyCycles; ++cycle) {
         mPeer->SendInOneCycle(noise.NextCycle());
@@ -312,7 +297,7 @@ TEST_F(JackTest, ObeysAfterNoiseAndForeignSysEx)
 
 TEST_F(JackTest, SurvivesWhateverComes)
 {
-    const auto deck = StartBound();
+    const auto deck = StartWithMachine();
     Noise noise(true);
     for (int cycle = 0; cycle < kNoisyCycles; ++cycle) {
         mPeer->SendInOneCycle(noise.NextCycle());

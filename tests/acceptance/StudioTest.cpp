@@ -2,8 +2,7 @@
 // user does with them, every command of README.md included.
 
 #include "tests/acceptance/CommandWords.h"
-#include "tests/acceptance/DeckTest.h"
-#include "tests/acceptance/JackServer.h"
+#include "tests/acceptance/JackStudio.h"
 #include "tests/deck/media/TestFilm.h"
 
 #include "deck/protocol/MTC.h"
@@ -19,36 +18,14 @@ namespace {
 
 using testing::HasSubstr;
 
-const Bytes kPlay = EncodeMMC(kMMCAllDevices, kMMCPlay);
 const Bytes kStopAndPlay = {0xF0, 0x7F, 0x7F, 0x06, 0x01, 0x02, 0xF7};
 
-class StudioTest : public DeckTest {
+class StudioTest : public JackStudio {
 protected:
-    void SetUp() override
+    StudioTest()
+        : JackStudio(kExactPeriod)
     {
-        if (!JackServer::IsInstalled()) {
-            GTEST_SKIP() << "jackd is not installed: no JACK server to test with";
-        }
-        mServer.emplace();
-        mServer->Start();
-        mConsole.emplace(*mServer, "Console");
-        mRecorder.emplace(*mServer, "Recorder");
-        mEnvironment["KEL_MIDI_SERVICE"] = "jack";
-        mEnvironment["JACK_DEFAULT_SERVER"] = mServer->Name();
     }
-
-    std::unique_ptr<Program> StartBound(std::vector<std::string> arguments = {})
-    {
-        arguments.insert(
-            arguments.begin(), {"run", "--json", "--in", "Console", "--out", "Recorder"});
-        auto deck = Start(arguments);
-        EXPECT_TRUE(deck->WaitForLine(R"("bound":true)")) << deck->Output();
-        return deck;
-    }
-
-    std::optional<JackServer> mServer;
-    std::optional<JackPeer> mConsole;
-    std::optional<JackPeer> mRecorder;
 };
 
 // ------------------------------------------------------------------ README.md
@@ -195,22 +172,22 @@ TEST_F(StudioTest, PortsWatchTellsWhatComesAndGoes)
 
 TEST_F(StudioTest, ObeysAgainAfterSeveralCommandsInOneMessage)
 {
-    const auto deck = StartBound();
+    const auto deck = StartWired();
 
     mConsole->SendInOneCycle({kStopAndPlay});
     ASSERT_TRUE(deck->WaitForLine("was connected anew")) << deck->Output();
-    mConsole->SendInOneCycle({kPlay});
+    Send(kMMCPlay);
 
     EXPECT_TRUE(deck->WaitForLine(R"("call":"Play")")) << deck->Output();
 }
 
 TEST_F(StudioTest, StaysDeafWhereToldSoAndSaysWhy)
 {
-    const auto deck = StartBound({"--no-revive"});
+    const auto deck = StartWired({"--no-revive"});
 
     mConsole->SendInOneCycle({kStopAndPlay});
     EXPECT_TRUE(deck->WaitForLine("obeys nothing any more")) << deck->Output();
-    mConsole->SendInOneCycle({kPlay});
+    Send(kMMCPlay);
     EXPECT_TRUE(deck->WaitForLine(R"("fate":"deaf")")) << deck->Output();
     deck->Signal(SIGTERM);
     EXPECT_EQ(deck->Wait(), 0);
@@ -250,8 +227,8 @@ TEST_P(StudioAtRate, LeadsWithMTCThatAMachineCanLockTo)
     if (!IsMachineQuiet()) {
         GTEST_SKIP() << kNeedsQuiet;
     }
-    const auto deck = StartBound({"--rate", GetParam(), "--start", "01:00:00:00"});
-    mConsole->SendInOneCycle({kPlay});
+    const auto deck = StartWired({"--rate", GetParam(), "--start", "01:00:00:00"});
+    Send(kMMCPlay);
 
     const MtcReport report = Judge(*mRecorder);
 
@@ -263,8 +240,8 @@ TEST_F(StudioTest, StaysWithTheClockForTenMinutes)
     if (!IsMachineQuiet()) {
         GTEST_SKIP() << kNeedsQuiet;
     }
-    const auto deck = StartBound({"--rate", "25"});
-    mConsole->SendInOneCycle({kPlay});
+    const auto deck = StartWired({"--rate", "25"});
+    Send(kMMCPlay);
     for (int second = 0; second < 600; ++second) {
         int quarterFrames = 0;
         ASSERT_TRUE(mRecorder->WaitFor([&](const Bytes& message) {
@@ -289,8 +266,8 @@ TEST_F(StudioTest, StaysWithTheClockForTenMinutes)
 
 TEST_F(StudioTest, BurstsAreNotWhatAMachineCanLockTo)
 {
-    const auto deck = StartBound({"--mtc-pacing", "off"});
-    mConsole->SendInOneCycle({kPlay});
+    const auto deck = StartWired({"--mtc-pacing", "off"});
+    Send(kMMCPlay);
 
     const MtcReport report = Judge(*mRecorder);
 

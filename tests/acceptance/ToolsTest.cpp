@@ -1,8 +1,7 @@
 // The tools of the command line on a real JACK server: what they send, hear and
 // judge is what machines that know nothing of the deck see and do.
 
-#include "tests/acceptance/DeckTest.h"
-#include "tests/acceptance/JackServer.h"
+#include "tests/acceptance/JackStudio.h"
 
 #include "deck/protocol/MTC.h"
 
@@ -37,25 +36,9 @@ std::vector<json> JsonLines(const std::string& output)
     return lines;
 }
 
-class ToolsTest : public DeckTest {
+class ToolsTest : public JackStudio {
 protected:
-    explicit ToolsTest(int period = 1024)
-        : mPeriod(period)
-    {
-    }
-
-    void SetUp() override
-    {
-        if (!JackServer::IsInstalled()) {
-            GTEST_SKIP() << "jackd is not installed: no JACK server to test with";
-        }
-        mServer.emplace(mPeriod);
-        mServer->Start();
-        mConsole.emplace(*mServer, "Console");
-        mRecorder.emplace(*mServer, "Recorder");
-        mEnvironment["KEL_MIDI_SERVICE"] = "jack";
-        mEnvironment["JACK_DEFAULT_SERVER"] = mServer->Name();
-    }
+    using JackStudio::JackStudio;
 
     /// The deck with these arguments, and this on its standard input.
     int RunWithInput(const std::string& input, const std::string& arguments)
@@ -79,11 +62,6 @@ protected:
         }
         return messages;
     }
-
-    int mPeriod; // of the server
-    std::optional<JackServer> mServer;
-    std::optional<JackPeer> mConsole;
-    std::optional<JackPeer> mRecorder;
 };
 
 // ------------------------------------------------------------------ send
@@ -151,8 +129,7 @@ TEST_F(ToolsTest, SendsTheSoundLinesOfStandardInput)
 
 TEST_F(ToolsTest, DrivesADeckThatRuns)
 {
-    const auto deck = Start({"run", "--json", "--in", "Console", "--out", "Recorder"});
-    ASSERT_TRUE(deck->WaitForLine(R"("bound":true)")) << deck->Output();
+    const auto deck = StartWired();
 
     // A busy machine's deck may miss a cycle and what came in it
     EXPECT_EQ(Run({"send", "--to", "korva-deck:MMC in", "--interval", "200", "play", "play", "play",
@@ -219,7 +196,7 @@ TEST_F(ToolsTest, HearsASourceAgainThatWasAway)
     ASSERT_TRUE(monitor->WaitForLine("Console:mmc_out has gone")) << monitor->Output();
     mConsole.emplace(*mServer, "Console");
     ASSERT_TRUE(monitor->WaitForLine("listening to Console:mmc_out")) << monitor->Output();
-    mConsole->SendInOneCycle({kPlay});
+    Send(kMMCPlay);
 
     EXPECT_TRUE(monitor->WaitForLine("PLAY")) << monitor->Output();
     monitor->Signal(SIGTERM);
@@ -242,17 +219,14 @@ enum Verdict : int { kSound = 0, kNotSound = 1, kWrong = 2, kNothingHeard = 3 };
 class CheckMtcTest : public ToolsTest {
 protected:
     CheckMtcTest()
-        : ToolsTest(128)
+        : ToolsTest(kExactPeriod)
     {
     }
 
     /// A deck that rolls, whose output the others find as a source.
     std::unique_ptr<Program> StartRolling(const std::vector<std::string>& options = {})
     {
-        std::vector<std::string> arguments{"run", "--json", "--in", "Console", "--out", "Recorder"};
-        arguments.insert(arguments.end(), options.begin(), options.end());
-        auto deck = Start(arguments);
-        EXPECT_TRUE(deck->WaitForLine(R"("bound":true)")) << deck->Output();
+        auto deck = StartWired(options);
         // A busy machine's deck may miss a cycle and what came in it
         for (int i = 0; i < 500; ++i) {
             mConsole->SendInOneCycle(
@@ -355,7 +329,7 @@ TEST_F(CheckMtcTest, RefusesWhatItCannotCheck)
 class DoctorTest : public ToolsTest {
 protected:
     DoctorTest()
-        : ToolsTest(128)
+        : ToolsTest(kExactPeriod)
     {
     }
 
@@ -411,11 +385,10 @@ TEST_F(DoctorTest, IsContentWithAStudioThatWorks)
 
 TEST_F(DoctorTest, DisturbsNoDeckThatRuns)
 {
-    const auto deck = Start({"run", "--json", "--in", "Console", "--out", "Recorder"});
-    ASSERT_TRUE(deck->WaitForLine(R"("bound":true)")) << deck->Output();
+    const auto deck = StartWired();
 
     EXPECT_EQ(Run({"doctor"}), 0) << mOutput;
-    mConsole->SendInOneCycle({kPlay});
+    Send(kMMCPlay);
 
     EXPECT_TRUE(deck->WaitForLine(R"("call":"Play")")) << deck->Output();
 }
