@@ -1,0 +1,168 @@
+#include "deck/window/WindowDeck.h"
+
+#include "tests/deck/TemporaryFolder.h"
+#include "tests/deck/media/TestFilm.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <poll.h>
+
+namespace deck::window {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Field;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+class WindowDeckTest : public testing::Test {
+protected:
+    static void SetUpTestSuite() { setenv("KEL_MIDI_SERVICE", "builtin", 1); }
+
+    WindowDeckTest()
+    {
+        mOptions.run.settings = mFolder.Path() / "settings.json";
+        mOptions.run.takes = mFolder.Path() / "takes.jsonl";
+        mOptions.run.bundle = TEST_BUNDLE;
+        mOptions.run.ownPorts = false;
+        setenv("XDG_RUNTIME_DIR", mFolder.Path().c_str(), 1);
+    }
+
+    void Begin()
+    {
+        mModel.emplace(mOptions);
+        mRun.emplace(mOptions.run, mSignals, *mModel);
+        mModel->Attach(*mRun);
+        ASSERT_TRUE(mRun->TryStart());
+    }
+
+    /// As the window does: looks whenever something has happened.
+    template <typename Condition> bool UpdateUntil(Condition isSo)
+    {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        for (;;) {
+            mRun->Update(false);
+            if (isSo(mModel->Read()) || std::chrono::steady_clock::now() > end) {
+                return isSo(mModel->Read());
+            }
+            pollfd polled{mRun->Session().Events().Descriptor(), POLLIN, 0};
+            poll(&polled, 1, 1000);
+        }
+    }
+
+    static auto Names(const std::vector<PortChoice>& ports)
+    {
+        std::vector<std::string> names;
+        for (const PortChoice& port : ports) {
+            names.push_back(port.name);
+        }
+        return names;
+    }
+    static auto Texts(const WindowState& state)
+    {
+        std::vector<std::string> texts;
+        for (const Notice& notice : state.notices) {
+            texts.push_back(notice.text);
+        }
+        return texts;
+    }
+
+    deck::test::TemporaryFolder mFolder;
+    const cli::StopSignals mSignals;
+    host::MidiClient mMachine{"machine"};
+    cli::PlayOptions mOptions;
+    std::optional<WindowDeck> mModel;
+    std::optional<cli::DeckRun> mRun;
+};
+
+TEST_F(WindowDeckTest, FollowsPortsThatComeAndGo)
+{
+    Begin();
+    const MIDIEndpointRef console = mMachine.MakeSource("Console");
+    EXPECT_TRUE(UpdateUntil([](const WindowState& state) {
+        return testing::Value(Names(state.inputs), Contains("Console"));
+    }));
+
+    MIDIEndpointDispose(console);
+    EXPECT_TRUE(UpdateUntil([](const WindowState& state) {
+        return testing::Value(Names(state.inputs), Not(Contains("Console")));
+    }));
+}
+
+TEST_F(WindowDeckTest, SaysWhichPortIsMissingUntilItComes)
+{
+    Begin();
+    EXPECT_THAT(Texts(mModel->Read()), ElementsAre(HasSubstr("No ports are chosen")));
+    const MIDIEndpointRef console = mMachine.MakeSource("Console");
+    const MIDIEndpointRef recorder = mMachine.MakeDestination(
+        "Recorder", [](const MIDIPacketList*, void*, void*) {}, nullptr);
+    mModel->ChoosePorts(host::UniqueIDOf(console), std::nullopt, true);
+    EXPECT_THAT(Texts(mModel->Read()), ElementsAre(HasSubstr("Only one port is chosen")));
+    mModel->ChoosePorts(host::UniqueIDOf(console), host::UniqueIDOf(recorder), true);
+    EXPECT_TRUE(UpdateUntil([](const WindowState& state) { return state.isBound; }));
+    EXPECT_THAT(Texts(mModel->Read()), IsEmpty());
+
+    MIDIEndpointDispose(console);
+    EXPECT_TRUE(UpdateUntil([](const WindowState& state) { return !state.isBound; }));
+    EXPECT_EQ(mModel->Read().inputName, "Console");
+    EXPECT_THAT(Texts(mModel->Read()), ElementsAre(HasSubstr("Console is not there")));
+
+    mMachine.MakeSource("Console");
+    EXPECT_TRUE(UpdateUntil([](const WindowState& state) { return state.isBound; }));
+    EXPECT_THAT(Texts(mModel->Read()), IsEmpty());
+}
+
+TEST_F(WindowDeckTest, PutsTroubleFirstWithItsTime)
+{
+    Begin();
+    mModel->Tell("waiting", "for something that the status says");
+    mModel->Tell("warning", "a burning smell");
+
+    const WindowState state = mModel->Read();
+    ASSERT_EQ(state.notices.size(), 2U);
+    EXPECT_EQ(state.notices[0].severity, Severity::Warning);
+    EXPECT_THAT(
+        state.notices[0].text, testing::MatchesRegex("[0-9]+:[0-9]+:[0-9]+  a burning smell"));
+    EXPECT_EQ(state.notices[1].severity, Severity::Note);
+}
+
+TEST_F(WindowDeckTest, SaysWhereTheFilmBeginsAndEnds)
+{
+    mOptions.file = test::MakeFilm({"25", 50, "01:00:00:00"});
+    mOptions.mediaStart = mOptions.run.startFrame = 90000;
+    Begin();
+    EXPECT_EQ(mModel->Read().film, "25 fps, 01:00:00:00 to 01:00:02:00");
+    EXPECT_THAT(Texts(mModel->Read()), Not(Contains(HasSubstr("film"))));
+
+    EXPECT_EQ(mModel->Locate("00:59:59:24"), "");
+    EXPECT_TRUE(UpdateUntil([](const WindowState& state) {
+        return testing::Value(Texts(state), Contains("The film begins at 01:00:00:00."));
+    }));
+    mModel->GoTo(Edge::End);
+    EXPECT_TRUE(UpdateUntil([](const WindowState& state) {
+        return state.timecode == "01:00:01:24"
+            && testing::Value(Texts(state), Not(Contains(HasSubstr("film"))));
+    })) << "the last picture is the film's";
+    mModel->StepSeconds(1);
+    EXPECT_TRUE(UpdateUntil([](const WindowState& state) {
+        return testing::Value(Texts(state), Contains("The film ended at 01:00:02:00."));
+    }));
+    mModel->GoTo(Edge::Start);
+    EXPECT_TRUE(
+        UpdateUntil([](const WindowState& state) { return state.timecode == "01:00:00:00"; }));
+}
+
+TEST_F(WindowDeckTest, KnowsTheFilmsEndAtAnotherRate)
+{
+    mOptions.file = test::MakeFilm({"25", 50, ""});
+    mOptions.run.rate = FrameRate::k24;
+    Begin();
+
+    EXPECT_EQ(mModel->Read().film, "25 fps, 00:00:00:00 to 00:00:02:00");
+}
+
+} // namespace
+} // namespace deck::window
