@@ -139,6 +139,7 @@ QLayout* DeckWindow::MakeStateLine()
     mRateText->setToolTip(tr("Frames a second of the deck"));
     mAlarm = new QLabel(tr("TROUBLE"));
     mAlarm->setObjectName("Alarm");
+    mAlarm->setToolTip(tr("Escape takes away what was told once"));
     SetColour(*mAlarm, kRed);
     mBurnIn = new Switch(tr("&Burn-in"), tr("Time code over the picture"));
     mSound = new Switch(tr("So&und"), tr("Play the film's sound"));
@@ -316,10 +317,15 @@ void DeckWindow::ShowFacts(const WindowState& state)
         sender += tr(", the deck's is ") + Text(std::string(state.rate.Name()));
     }
     SetFact(*mSenderRate, sender);
-    SetColour(*mSenderRate, state.isSenderAtFault ? kAmber : palette().color(QPalette::WindowText));
     SetFact(*mFilm, Text(state.film));
     SetFact(*mPictureText, Text(state.picture));
     SetFact(*mClock, state.clock.empty() ? tr("not rolled yet") : Text(state.clock));
+    const auto mark = [this](QLabel& label, bool isBad) {
+        SetColour(label, isBad ? kAmber : palette().color(QPalette::WindowText));
+    };
+    mark(*mSenderRate, state.isSenderAtFault);
+    mark(*mPictureText, state.isPictureOff);
+    mark(*mClock, state.isClockLate);
 }
 
 void DeckWindow::ShowPorts(const WindowState& state)
@@ -523,11 +529,13 @@ bool DeckWindow::TypeLocate(const QKeyEvent& event)
     return true;
 }
 
-/// Out of the full screen, else out of whatever has the keyboard.
+/// Out of the full screen, else out of whatever has the keyboard and the last notice.
 void DeckWindow::LeaveOrRest()
 {
     if (isFullScreen()) {
         FillScreen(false);
+    } else {
+        mModel.Acknowledge();
     }
     ShowLocateProblem({});
     mLocateText->clear();

@@ -6,6 +6,7 @@
 #include "kelcore/utility/HighPrecisionTime.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <ctime>
 #include <utility>
@@ -28,6 +29,16 @@ std::string TimeText(std::chrono::nanoseconds time)
     std::snprintf(text, sizeof text, "%lld.%06lld", static_cast<long long>(micros / 1000000 % 1000),
         static_cast<long long>(micros % 1000000));
     return text;
+}
+
+double Millis(std::chrono::nanoseconds time)
+{
+    return std::chrono::duration<double, std::milli>(time).count();
+}
+
+double HalfFrame(FrameRate rate)
+{
+    return Millis(FrameStart(1, rate)) / 2;
 }
 
 /// "10:31:05", as the clock on the wall.
@@ -115,16 +126,26 @@ void WindowDeck::ReadRates(WindowState& state, const cli::DeckStatus& status) co
     state.rate = status.rate;
     state.senderRate = status.senderRate;
     state.isSenderAtFault = status.isSenderAtFault;
-    state.clock = mRun->Session().Punctuality().Text();
+    const Punctuality punctuality = mRun->Session().Punctuality();
+    state.clock = punctuality.Text();
+    state.isClockLate = Millis(punctuality.worst) > HalfFrame(status.rate);
     if (mVideo) {
-        const MediaInfo& film = mVideo->Info();
-        const auto rate = film.Rate();
-        state.film = (rate ? std::string(rate->Name()) : "unknown") + " fps, "
-            + FormatFrame(mOptions.mediaStart, status.rate) + " to "
-            + FormatFrame(FilmEnd(), status.rate);
-        state.hasSound = film.hasAudio ? std::optional(mVideo->PlaysSound()) : std::nullopt;
-        state.picture = cli::PictureText(mVideo->Status());
+        ReadFilm(state, status);
     }
+}
+
+void WindowDeck::ReadFilm(WindowState& state, const cli::DeckStatus& status) const
+{
+    const MediaInfo& film = mVideo->Info();
+    const auto rate = film.Rate();
+    state.film = (rate ? std::string(rate->Name()) : "unknown") + " fps, "
+        + FormatFrame(mOptions.mediaStart, status.rate) + " to "
+        + FormatFrame(FilmEnd(), status.rate);
+    state.hasSound = film.hasAudio ? std::optional(mVideo->PlaysSound()) : std::nullopt;
+    const VideoStatus picture = mVideo->Status();
+    state.picture = cli::PictureText(picture);
+    state.isPictureOff = picture.dropped > 0
+        || (picture.drift && std::abs(picture.drift->mean) > HalfFrame(status.rate));
 }
 
 /// The deck's frame after the last picture, whatever the rates of both.
@@ -157,7 +178,9 @@ std::vector<Notice> WindowDeck::Notices(const cli::DeckStatus& status) const
     if (const auto film = FilmNotice(status)) {
         notices.push_back({Severity::Note, *film});
     }
-    if (mTold) {
+    const bool isSaid
+        = mTold && !status.deaf.empty() && mTold->text.find(status.deaf) != std::string::npos;
+    if (mTold && !isSaid) {
         notices.push_back(*mTold);
     }
     std::stable_partition(notices.begin(), notices.end(),

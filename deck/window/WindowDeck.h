@@ -28,6 +28,7 @@ public:
     void Step(FrameNumber frames) override;
     void StepSeconds(int seconds) override;
     void GoTo(Edge edge) override;
+    void Acknowledge() override { mTold.reset(); }
     void PlaySound(bool isPlayed) override;
     void ChoosePorts(std::optional<std::int32_t> input,
         std::optional<std::int32_t> output,
@@ -59,6 +60,7 @@ private:
     std::vector<Notice> Notices(const cli::DeckStatus& status) const;
     std::optional<std::string> PortNotice(const cli::DeckStatus& status) const;
     std::optional<std::string> FilmNotice(const cli::DeckStatus& status) const;
+    void ReadFilm(WindowState& state, const cli::DeckStatus& status) const;
     FrameNumber FilmEnd() const;
 
     const cli::PlayOptions& mOptions;

@@ -56,6 +56,8 @@ struct WindowState {
     std::string senderRate;                           // of the last locate, "25"
     bool isSenderAtFault = false;                     // it is not the deck's rate
     std::string clock;            // how late it ticks, "late by 0.06 ms, at most 0.31 ms"
+    bool isClockLate = false;     // by more than half a frame, once at least
+    bool isPictureOff = false;    // by more than half a frame now, or pictures were dropped
     std::string film;             // "25 fps, 01:00:00:00 to 01:02:00:00"; empty without one
     std::optional<bool> hasSound; // it is played or not; nothing where the film has none
     std::string picture;          // how it follows, "+3 ms, at most +8 ms"; empty without a video
@@ -99,6 +101,8 @@ public:
     virtual void StepSeconds(int seconds) = 0;
     /// To the film's first or last picture; without one to where the deck began. [window]
     virtual void GoTo(Edge edge) = 0;
+    /// What was told has been read. What still holds is said further on. [window]
+    virtual void Acknowledge() = 0;
     /// Of the film. [window]
     virtual void PlaySound(bool isPlayed) = 0;
     /// [window, may block]

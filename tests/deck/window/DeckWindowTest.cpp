@@ -28,6 +28,7 @@ public:
     MOCK_METHOD(void, Step, (FrameNumber), (override));
     MOCK_METHOD(void, StepSeconds, (int), (override));
     MOCK_METHOD(void, GoTo, (Edge), (override));
+    MOCK_METHOD(void, Acknowledge, (), (override));
     MOCK_METHOD(void, PlaySound, (bool), (override));
     MOCK_METHOD(void,
         ChoosePorts,
@@ -197,6 +198,7 @@ TEST_F(DeckWindowTest, ADigitBeginsALocate)
     QApplication::sendEvent(&window, &digit);
 
     EXPECT_EQ(Find<QLineEdit>(window, "Locate").text(), "1");
+    EXPECT_CALL(mModel, Acknowledge());
     Press(window, Qt::Key_Escape);
     EXPECT_EQ(Find<QLineEdit>(window, "Locate").text(), "");
 }

@@ -127,6 +127,30 @@ TEST_F(WindowDeckTest, PutsTroubleFirstWithItsTime)
     EXPECT_THAT(
         state.notices[0].text, testing::MatchesRegex("[0-9]+:[0-9]+:[0-9]+  a burning smell"));
     EXPECT_EQ(state.notices[1].severity, Severity::Note);
+
+    mModel->Acknowledge();
+    EXPECT_THAT(Texts(mModel->Read()), ElementsAre(HasSubstr("No ports are chosen")));
+}
+
+TEST_F(WindowDeckTest, SaysOnceThatThePluginIsDeaf)
+{
+    mOptions.run.revive = false;
+    Begin();
+    const MIDIEndpointRef console = mMachine.MakeSource("Console");
+    const MIDIEndpointRef recorder = mMachine.MakeDestination(
+        "Recorder", [](const MIDIPacketList*, void*, void*) {}, nullptr);
+    mModel->ChoosePorts(host::UniqueIDOf(console), host::UniqueIDOf(recorder), true);
+    ASSERT_TRUE(UpdateUntil([](const WindowState& state) { return state.isBound; }));
+
+    constexpr std::array<std::uint8_t, 7> kStopAndPlay{0xF0, 0x7F, 0x7F, 0x06, 0x01, 0x02, 0xF7};
+    const MIDIPacketList packets = host::MakePacketList(kStopAndPlay, {});
+    MIDIReceived(console, &packets);
+
+    EXPECT_TRUE(UpdateUntil([](const WindowState& state) { return !state.notices.empty(); }));
+    EXPECT_THAT(Texts(mModel->Read()), ElementsAre(HasSubstr("obeys nothing any more")));
+    mModel->Acknowledge();
+    EXPECT_THAT(Texts(mModel->Read()), ElementsAre(HasSubstr("obeys nothing any more")))
+        << "as long as it holds";
 }
 
 TEST_F(WindowDeckTest, SaysWhereTheFilmBeginsAndEnds)

@@ -28,6 +28,7 @@ public:
     void Step(FrameNumber) override {}
     void StepSeconds(int) override {}
     void GoTo(Edge) override {}
+    void Acknowledge() override {}
     void PlaySound(bool) override {}
     void ChoosePorts(std::optional<std::int32_t>, std::optional<std::int32_t>, bool) override {}
     VideoPlayer* Video() override { return video; }
@@ -161,6 +162,8 @@ const Look kLooks[] = {
             model.state.timecode = "01:02:03;04";
             model.state.senderRate = "24";
             model.state.isSenderAtFault = true;
+            model.state.isClockLate = true;
+            model.state.isPictureOff = true;
             model.state.clock = "late by 2.20 ms, at most 154.09 ms";
             model.rows = Rows(3);
             model.state.notices = {{Severity::Warning,
