@@ -85,8 +85,9 @@ double Rounded(double millis)
 
 Json PictureJSON(const VideoStatus& picture)
 {
-    Json json = {{"frame", nullptr}, {"drift_ms", nullptr}, {"worst_drift_ms", nullptr},
-        {"compared", 0}, {"jumps", picture.jumps}, {"dropped", picture.dropped}};
+    Json json
+        = {{"frame", nullptr}, {"drift_ms", nullptr}, {"worst_drift_ms", nullptr}, {"compared", 0},
+            {"jumps", picture.jumps}, {"dropped", picture.dropped}, {"mute", picture.isMute}};
     if (picture.shownFrame) {
         json["frame"] = *picture.shownFrame;
     }

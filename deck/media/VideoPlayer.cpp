@@ -7,6 +7,7 @@
 #include <clocale>
 #include <cmath>
 #include <ctime>
+#include <string_view>
 #include <utility>
 
 namespace deck {
@@ -22,7 +23,10 @@ constexpr double kMaxPullWithSound = 0.05; // more is heard
 // Of the time that drawing takes: it is believed slowly, and never beyond this.
 constexpr std::int64_t kDrawShare = 16;
 constexpr std::chrono::nanoseconds kLongestDraw = std::chrono::milliseconds(100);
-constexpr std::uint64_t kDroppedProperty = 1;
+// What is observed
+constexpr std::uint64_t kTime = 0;
+constexpr std::uint64_t kDropped = 1;
+constexpr std::uint64_t kSoundTrack = 2;
 constexpr double kWithoutEnd = -1;
 
 std::chrono::nanoseconds Now()
@@ -72,6 +76,7 @@ VideoPlayer::VideoPlayer(const std::string& path, const Options& options)
     }
     SetUp();
     Load(path);
+    NoteSoundTrack();
     mThread = std::thread([this] { Run(); });
 }
 
@@ -99,6 +104,7 @@ void VideoPlayer::SetUp()
         {"keep-open-pause", "no"}, // the deck may go back while it rolls
         {"hr-seek", "always"},
         {"hr-seek-framedrop", "no"},
+        {"ao", mOptions.audioOutput.c_str()},
         {"aid", mOptions.audio ? "auto" : "no"},
         {"sub", "no"},
         {"osd-level", "0"},
@@ -112,10 +118,10 @@ void VideoPlayer::SetUp()
         Require(mpv_set_option_string(mMpv.get(), name, value), std::string("mpv option ") + name);
     }
     Require(mpv_initialize(mMpv.get()), "mpv");
-    Require(mpv_observe_property(mMpv.get(), 0, "time-pos", MPV_FORMAT_DOUBLE), "mpv");
+    Require(mpv_observe_property(mMpv.get(), kTime, "time-pos", MPV_FORMAT_DOUBLE), "mpv");
     Require(
-        mpv_observe_property(mMpv.get(), kDroppedProperty, "frame-drop-count", MPV_FORMAT_INT64),
-        "mpv");
+        mpv_observe_property(mMpv.get(), kDropped, "frame-drop-count", MPV_FORMAT_INT64), "mpv");
+    Require(mpv_observe_property(mMpv.get(), kSoundTrack, "aid", MPV_FORMAT_NONE), "mpv");
     MakeRenderer();
 }
 
@@ -247,9 +253,7 @@ void VideoPlayer::HandleEvents()
         }
         timeout = 0;
         if (event->event_id == MPV_EVENT_PROPERTY_CHANGE) {
-            const auto& property = *static_cast<const mpv_event_property*>(event->data);
-            event->reply_userdata == kDroppedProperty ? NoteDropped(property)
-                                                      : NotePicture(property);
+            NoteProperty(*event);
         }
         if (event->event_id == MPV_EVENT_PLAYBACK_RESTART && mSeeking) {
             mStill = std::exchange(mSeeking, std::nullopt);
@@ -375,6 +379,36 @@ void VideoPlayer::NoteDropped(const mpv_event_property& property)
         mDropCount = count;
         const std::lock_guard lock(mMutex);
         mStatus.dropped += mDrift.IsLocked() ? more : 0;
+    }
+}
+
+void VideoPlayer::NoteProperty(const mpv_event& event)
+{
+    const auto& property = *static_cast<const mpv_event_property*>(event.data);
+    if (event.reply_userdata == kTime) {
+        NotePicture(property);
+    } else if (event.reply_userdata == kDropped) {
+        NoteDropped(property);
+    } else {
+        NoteSoundTrack();
+    }
+}
+
+/// mpv gives the track up where no device takes it.
+void VideoPlayer::NoteSoundTrack()
+{
+    char* track = nullptr;
+    if (mpv_get_property(mMpv.get(), "aid", MPV_FORMAT_STRING, &track) < 0) {
+        return;
+    }
+    const bool isGivenUp = mPlaysSound && std::string_view(track) == "no";
+    mpv_free(track);
+    if (isGivenUp) {
+        mPlaysSound = false;
+    }
+    if (isGivenUp || mPlaysSound) {
+        const std::lock_guard lock(mMutex);
+        mStatus.isMute = isGivenUp;
     }
 }
 

@@ -19,6 +19,7 @@
 
 struct mpv_handle;
 struct mpv_render_context;
+struct mpv_event;
 struct mpv_event_property;
 
 namespace deck {
@@ -37,6 +38,7 @@ struct VideoStatus {
     std::optional<PictureDrift> drift;     // while the picture plays and is locked on
     std::uint64_t locates = 0;             // frame-exact seeks that landed
     std::uint64_t jumps = 0;   // of those, into a film that plays: it was too far off to draw in
+    bool isMute = false;       // sound was asked for, and no device takes it
     std::uint64_t dropped = 0; // pictures that came before the one before them was drawn
 
     bool operator==(const VideoStatus&) const = default;
@@ -46,6 +48,7 @@ class VideoPlayer {
 public:
     struct Options {
         bool audio = false;
+        std::string audioOutput;             // mpv's --ao; mpv's choice where empty
         std::string hardwareDecoding = "no"; // mpv's --hwdec
         std::chrono::nanoseconds delay{0};   // of the screen: what plays is shown so much earlier
         bool blackOutside = false; // before the first picture and after the last; else they stand
@@ -94,7 +97,9 @@ private:
     void Run();
     void HandleEvents();
     void NotePicture(const mpv_event_property& property);
+    void NoteProperty(const mpv_event& event);
     void NoteDropped(const mpv_event_property& property);
+    void NoteSoundTrack();
     void NoteDrift(double ahead);
     void ForgetDrift();
     void NoteDrawn(bool isNew);

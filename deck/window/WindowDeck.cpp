@@ -175,6 +175,9 @@ std::vector<Notice> WindowDeck::Notices(const cli::DeckStatus& status) const
         notices.push_back({Severity::Warning,
             "LOST " + std::to_string(status.lost) + ": messages or calls for which was no room"});
     }
+    if (mVideo && mVideo->Status().isMute) {
+        notices.push_back({Severity::Note, "No sound: no device takes it."});
+    }
     if (const auto film = FilmNotice(status)) {
         notices.push_back({Severity::Note, *film});
     }

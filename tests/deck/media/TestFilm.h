@@ -15,6 +15,7 @@ struct FilmSpec {
     std::string rate = "25"; // as ffmpeg takes it
     int frames = 250;
     std::string timecode; // of the first frame; none where empty
+    bool sound = false;
 };
 
 inline constexpr int kFilmWidth = 320;

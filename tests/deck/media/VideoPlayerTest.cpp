@@ -282,6 +282,39 @@ TEST(VideoPlayer, StandsOnTheFrameOfTheStop)
     EXPECT_TRUE(screen.WaitFor(77));
 }
 
+TEST(VideoPlayer, SaysThatNoDeviceTakesTheSound)
+{
+    setenv("JACK_DEFAULT_SERVER", "korva-no-such-server", 1);
+    setenv("JACK_NO_START_SERVER", "1", 1);
+    VideoPlayer::Options options;
+    options.audio = true;
+    options.audioOutput = "jack";
+
+    VideoPlayer player(MakeFilm({"25", 50, "", true}), options);
+
+    EXPECT_TRUE(WaitUntil([&] { return player.Status().isMute; }));
+    EXPECT_FALSE(player.PlaysSound());
+}
+
+TEST(VideoPlayer, PlaysTheSoundWhenAsked)
+{
+    VideoPlayer::Options options;
+    options.audioOutput = "null";
+    VideoPlayer player(MakeFilm({"25", 500, "", true}), options);
+    Screen screen(player);
+    EXPECT_TRUE(player.Info().hasAudio);
+
+    player.PlaySound(true);
+    player.Follow({0s, Now(), true});
+
+    ASSERT_TRUE(WaitUntil([&] { return player.Status().drift.has_value(); }));
+    EXPECT_TRUE(player.PlaysSound());
+    EXPECT_FALSE(player.Status().isMute);
+    player.PlaySound(false);
+    EXPECT_TRUE(screen.WaitForPictures(25));
+    EXPECT_FALSE(player.Status().isMute) << "nobody asked for it";
+}
+
 TEST(VideoPlayer, RefusesAFileWithoutPictures)
 {
     EXPECT_THROW(VideoPlayer("/nowhere/film.mov", {}), MediaError);
