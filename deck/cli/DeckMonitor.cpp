@@ -78,6 +78,7 @@ void DeckMonitor::Update(bool isDue)
         Revive();
     }
     mStatus.lost = mSession.RefusedCalls() + mSession.Events().Dropped() + CountLostMessages();
+    mStatus.clock = mSession.Punctuality();
     mStatus.picture = mDisplay.Picture();
     mDisplay.Show(mStatus, isDue);
 }

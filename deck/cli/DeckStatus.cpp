@@ -83,6 +83,24 @@ double Rounded(double millis)
     return std::round(millis * 1000) / 1000;
 }
 
+Json TextOrNull(const std::string& text)
+{
+    return text.empty() ? Json(nullptr) : Json(text);
+}
+
+Json ClockJSON(const Punctuality& clock)
+{
+    const auto millis = [](std::chrono::nanoseconds time) {
+        return Rounded(std::chrono::duration<double, std::milli>(time).count());
+    };
+    Json json = {{"late_ms", nullptr}, {"worst_late_ms", nullptr}};
+    if (clock.frames > 0) {
+        json["late_ms"] = millis(clock.sum / static_cast<std::int64_t>(clock.frames));
+        json["worst_late_ms"] = millis(clock.worst);
+    }
+    return json;
+}
+
 Json PictureJSON(const VideoStatus& picture)
 {
     Json json
@@ -104,6 +122,7 @@ Json PictureJSON(const VideoStatus& picture)
 bool IsChange(const DeckStatus& before, const DeckStatus& after)
 {
     DeckStatus comparable = before;
+    comparable.clock = after.clock;
     comparable.picture = after.picture;
     if (after.speed != 0) {
         comparable.frame = after.frame;
@@ -157,6 +176,9 @@ std::string StatusJSON(const DeckStatus& status)
         {"bound", status.IsBound()}, {"own_ports", status.hasOwnPorts}, {"mtc", status.mtc},
         {"mmc", status.mmc}, {"calls", status.calls}, {"lost", status.lost},
         {"takes", status.takes}};
+    json["sender_rate"] = TextOrNull(status.senderRate);
+    json["deaf"] = TextOrNull(status.deaf);
+    json["clock"] = ClockJSON(status.clock);
     if (status.picture) {
         json["picture"] = PictureJSON(*status.picture);
     }

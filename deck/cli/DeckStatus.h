@@ -6,6 +6,7 @@
 #include "deck/media/VideoPlayer.h"
 #include "deck/protocol/PluginModel.h"
 #include "deck/transport/TransportSink.h"
+#include "deck/transport/TransportThread.h"
 
 #include <cstdint>
 #include <optional>
@@ -39,6 +40,7 @@ struct DeckStatus {
     int takes = 0;
     std::string senderRate;             // of the last locate; empty before the first
     bool isSenderAtFault = false;       // its rate, or its frame number, is not of the deck's rate
+    Punctuality clock;                  // of the deck itself
     std::optional<VideoStatus> picture; // where there is a video
     std::string deaf; // why the plug-in obeys nothing any more; empty while it does
 

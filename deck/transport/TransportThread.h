@@ -20,6 +20,8 @@ struct Punctuality {
     std::chrono::nanoseconds worst{0};
     std::chrono::nanoseconds sum{0};
 
+    bool operator==(const Punctuality&) const = default;
+
     /// "late by 0.06 ms, at most 0.31 ms", or nothing before the first frame.
     std::string Text() const;
 };

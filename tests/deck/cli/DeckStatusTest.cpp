@@ -117,6 +117,23 @@ TEST(DeckStatus, ChangesWhenMoreThanTheFrameDoes)
     EXPECT_TRUE(IsChange(resting, located)) << "a locate at rest";
 }
 
+TEST(DeckStatus, TellsProgramsWhatTheWindowTells)
+{
+    DeckStatus status = Playing();
+    auto json = nlohmann::json::parse(StatusJSON(status));
+    EXPECT_TRUE(json["sender_rate"].is_null() && json["deaf"].is_null());
+    EXPECT_TRUE(json["clock"]["late_ms"].is_null());
+
+    status.senderRate = "24";
+    status.deaf = "several commands";
+    status.clock = {4, std::chrono::microseconds(310), std::chrono::microseconds(400)};
+    json = nlohmann::json::parse(StatusJSON(status));
+    EXPECT_EQ(json["sender_rate"], "24");
+    EXPECT_EQ(json["deaf"], "several commands");
+    EXPECT_EQ(json["clock"]["late_ms"], 0.1);
+    EXPECT_EQ(json["clock"]["worst_late_ms"], 0.31);
+}
+
 TEST(DeckStatus, TellsHowThePictureFollows)
 {
     DeckStatus status = Playing();
@@ -147,6 +164,7 @@ TEST(DeckStatus, IsNoNewsWhereThePictureOnlyDrifts)
     before.picture.emplace();
     DeckStatus after = before;
     after.picture->drift = PictureDrift{1, 2, 3};
+    after.clock.frames = 1;
 
     EXPECT_FALSE(IsChange(before, after));
 }
