@@ -46,7 +46,10 @@ QString StateText(const WindowState& state)
     if (!state.isReady) {
         return QObject::tr("WAITING");
     }
-    return state.isRecording ? QObject::tr("RECORD") : Text(state.state).toUpper();
+    if (state.isRecording) {
+        return state.take > 0 ? QObject::tr("RECORD %1").arg(state.take) : QObject::tr("RECORD");
+    }
+    return Text(state.state).toUpper();
 }
 
 QColor StateColour(const WindowState& state)

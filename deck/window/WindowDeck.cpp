@@ -95,6 +95,7 @@ WindowState WindowDeck::Read()
     state.timecode = FormatFrame(status.frame, status.rate);
     state.state = NameOf(status.state);
     state.isRecording = status.isRecording;
+    state.take = mTake;
     state.service = status.service;
     ReadPorts(state, status);
     ReadRates(state, status);

@@ -42,6 +42,7 @@ public:
     void ShowMMC(const host::RawMMC& message, const PluginPrediction& prediction) override;
     bool WantsMTC() const override { return true; }
     void ShowMTC(const host::MTCEvent& event) override;
+    void ShowTake(const Take& take, FrameRate) override { mTake = take.number; }
     void ShowPosition(const Position& position) override;
     std::optional<VideoStatus> Picture() const override;
 
@@ -69,6 +70,7 @@ private:
     std::vector<PortChoice> mInputs;
     std::vector<PortChoice> mOutputs;
     std::vector<MonitorRow> mRows;
+    int mTake = 0;
     std::string mWaiting;        // for what, as it was told last
     std::optional<Notice> mTold; // the last one
     std::array<std::optional<std::chrono::nanoseconds>, 2> mLastRow; // by MonitorKind

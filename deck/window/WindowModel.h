@@ -38,6 +38,7 @@ struct WindowState {
     std::string timecode; // "01:00:00;02"
     std::string state;    // "stop", "play", "pause", "rewind", "forward"
     bool isRecording = false;
+    int take = 0; // the number of the newest, in the list; 0 before the first of this run
     FrameRate rate;
     std::string service; // "jack"
 

@@ -78,6 +78,10 @@ TEST_F(DeckWindowTest, ShowsTimecodeAndState)
     mModel.state.isRecording = true;
     window.Refresh();
     EXPECT_EQ(Find<QLabel>(window, "State").text(), "RECORD");
+
+    mModel.state.take = 12;
+    window.Refresh();
+    EXPECT_EQ(Find<QLabel>(window, "State").text(), "RECORD 12");
 }
 
 TEST_F(DeckWindowTest, ListsPortsAndMarksAmbiguousAndAbsentOnes)

@@ -153,6 +153,21 @@ TEST_F(WindowDeckTest, SaysOnceThatThePluginIsDeaf)
         << "as long as it holds";
 }
 
+TEST_F(WindowDeckTest, NumbersTakesAsTheListDoes)
+{
+    for (const int number : {1, 2}) {
+        Begin();
+        mModel->Press(Button::Record);
+        EXPECT_TRUE(UpdateUntil([number](const WindowState& state) {
+            return state.isRecording && state.take == number;
+        }));
+        mModel->Press(Button::Stop);
+        EXPECT_TRUE(UpdateUntil([](const WindowState& state) { return !state.isRecording; }));
+        mRun->End();
+        mRun.reset();
+    }
+}
+
 TEST_F(WindowDeckTest, SaysWhereTheFilmBeginsAndEnds)
 {
     mOptions.file = test::MakeFilm({"25", 50, "01:00:00:00"});

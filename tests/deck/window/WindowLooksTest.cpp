@@ -153,6 +153,7 @@ const Look kLooks[] = {
             BindPorts(model.state);
             Play(model.state);
             model.state.isRecording = true;
+            model.state.take = 12;
         }},
     {"trouble",
         [](StillModel& model) {
