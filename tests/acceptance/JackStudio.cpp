@@ -44,4 +44,26 @@ void JackStudio::Send(MMCCode command)
     mConsole->SendInOneCycle({EncodeMMC(kMMCAllDevices, command)});
 }
 
+bool JackStudio::WaitForQuarterFrames(int count)
+{
+    return mRecorder
+        ->WaitFor([count](const Bytes& message) mutable {
+            count -= message.size() == 2 ? 1 : 0;
+            return count == 0;
+        })
+        .has_value();
+}
+
+MtcReport JackStudio::JudgeMTC()
+{
+    const std::size_t before = mRecorder->Received().size();
+    EXPECT_TRUE(WaitForQuarterFrames(200));
+    MtcChecker checker;
+    const auto received = mRecorder->Received();
+    for (std::size_t i = before; i < received.size(); ++i) {
+        checker.Feed(received[i].bytes, received[i].time);
+    }
+    return checker.Report();
+}
+
 } // namespace deck::acceptance

@@ -5,6 +5,8 @@
 #include "tests/acceptance/DeckTest.h"
 #include "tests/acceptance/JackServer.h"
 
+#include "deck/protocol/MtcChecker.h"
+
 namespace deck::acceptance {
 
 /// Loses nothing on a busy machine.
@@ -39,6 +41,11 @@ protected:
 
     /// By the console.
     void Send(MMCCode command);
+
+    /// At the recorder, from where the last wait ended. False where they do not come.
+    bool WaitForQuarterFrames(int count);
+    /// What the recorder makes of the next 200 quarter frames.
+    MtcReport JudgeMTC();
 
     std::optional<JackPeer> mConsole;
     std::optional<JackPeer> mRecorder;

@@ -6,12 +6,9 @@
 #include "tests/deck/media/TestFilm.h"
 
 #include "deck/protocol/MTC.h"
-#include "deck/protocol/MtcChecker.h"
 
 #include <csignal>
-#include <cstdlib>
 #include <fstream>
-#include <iostream>
 
 namespace deck::acceptance {
 namespace {
@@ -196,86 +193,15 @@ TEST_F(StudioTest, StaysDeafWhereToldSoAndSaysWhy)
 
 // ------------------------------------------------------------------ MTC on time
 
-class StudioAtRate : public StudioTest, public testing::WithParamInterface<const char*> {};
-
-/// What a machine at the other end makes of the first 200 quarter frames of a run.
-MtcReport Judge(JackPeer& machine)
-{
-    const std::size_t before = machine.Received().size();
-    int quarterFrames = 0;
-    machine.WaitFor([&](const Bytes& message) {
-        quarterFrames += message.size() == 2 ? 1 : 0;
-        return quarterFrames == 200;
-    });
-    MtcChecker checker;
-    const auto received = machine.Received();
-    for (std::size_t i = before; i < received.size(); ++i) {
-        checker.Feed(received[i].bytes, received[i].time);
-    }
-    return checker.Report();
-}
-
-// A server without hardware on a busy machine misses cycles, which no sender can make good.
-bool IsMachineQuiet()
-{
-    return std::getenv("KORVA_QUIET_MACHINE") != nullptr;
-}
-constexpr char kNeedsQuiet[] = "needs a machine with nothing else to do: ./check soak runs it";
-
-TEST_P(StudioAtRate, LeadsWithMTCThatAMachineCanLockTo)
-{
-    if (!IsMachineQuiet()) {
-        GTEST_SKIP() << kNeedsQuiet;
-    }
-    const auto deck = StartWired({"--rate", GetParam(), "--start", "01:00:00:00"});
-    Send(kMMCPlay);
-
-    const MtcReport report = Judge(*mRecorder);
-
-    EXPECT_EQ(report.verdict, MtcVerdict::kSound) << FormatMtcReport(report);
-}
-
-TEST_F(StudioTest, StaysWithTheClockForTenMinutes)
-{
-    if (!IsMachineQuiet()) {
-        GTEST_SKIP() << kNeedsQuiet;
-    }
-    const auto deck = StartWired({"--rate", "25"});
-    Send(kMMCPlay);
-    for (int second = 0; second < 600; ++second) {
-        int quarterFrames = 0;
-        ASSERT_TRUE(mRecorder->WaitFor([&](const Bytes& message) {
-            quarterFrames += message.size() == 2 ? 1 : 0;
-            return quarterFrames == 100;
-        })) << "after "
-            << second << " seconds";
-    }
-
-    std::vector<std::chrono::nanoseconds> times; // of the quarter frames
-    for (const JackPeer::Arrival& arrival : mRecorder->Received()) {
-        if (arrival.bytes.size() == 2) {
-            times.push_back(arrival.time);
-        }
-    }
-    const auto took = times.back() - times.front();
-    const auto ideal = std::chrono::milliseconds(10) * static_cast<int>(times.size() - 1);
-    std::cout << times.size() << " quarter frames, "
-              << std::chrono::duration<double, std::milli>(took - ideal).count() << " ms off\n";
-    EXPECT_LT(std::chrono::abs(took - ideal), std::chrono::milliseconds(20)) << "half a frame";
-}
-
 TEST_F(StudioTest, BurstsAreNotWhatAMachineCanLockTo)
 {
     const auto deck = StartWired({"--mtc-pacing", "off"});
     Send(kMMCPlay);
 
-    const MtcReport report = Judge(*mRecorder);
+    const MtcReport report = JudgeMTC();
 
     EXPECT_EQ(report.verdict, MtcVerdict::kDefective) << FormatMtcReport(report);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Rates, StudioAtRate, testing::Values("23.976", "24", "25", "29.97df", "29.97", "30df", "30"));
 
 } // namespace
 } // namespace deck::acceptance

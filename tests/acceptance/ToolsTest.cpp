@@ -8,7 +8,6 @@
 #include <nlohmann/json.hpp>
 
 #include <csignal>
-#include <cstdlib>
 #include <sstream>
 
 namespace deck::acceptance {
@@ -253,9 +252,6 @@ TEST_F(CheckMtcTest, HearsTheDecksPacedMTC)
     EXPECT_EQ(report["rate"], "25");
     EXPECT_EQ(report["direction"], "forward");
     EXPECT_EQ(status, report["verdict"] == "sound" ? kSound : kNotSound);
-    if (std::getenv("KORVA_QUIET_MACHINE") != nullptr) {
-        EXPECT_EQ(status, kSound) << mOutput;
-    }
 }
 
 TEST_F(CheckMtcTest, FindsTheBurstsOfUnpacedMTC)
