@@ -113,14 +113,14 @@ void DeckMonitor::Take(const host::DeckEvent& event)
 void DeckMonitor::On(const host::CallEvent& event)
 {
     // The surface says so once, when it is connected; no machine asked for it
-    if (event.call.kind != HostCallKind::SetSMPTEActive) {
-        ++mStatus.calls;
-    }
+    const bool isOfAMachine
+        = event.call.surface != host::kNoSurface && event.call.kind != HostCallKind::SetSMPTEActive;
+    mStatus.calls += isOfAMachine ? 1 : 0;
 }
 
 void DeckMonitor::On(const host::OutcomeEvent& event)
 {
-    if (event.call.kind == HostCallKind::Locate) {
+    if (event.call.kind == HostCallKind::Locate && event.call.surface != host::kNoSurface) {
         NoteLocate(event.call);
     }
     mDisplay.ShowCall(event.call, event.outcome);

@@ -24,6 +24,8 @@ namespace deck::host {
 inline constexpr std::uint8_t kUsersSurface = 0;
 inline constexpr std::uint8_t kOwnSurface = 1;
 inline constexpr std::size_t kSurfaces = 2;
+/// Of calls that no machine asked for, but the deck's own user.
+inline constexpr std::uint8_t kNoSurface = 0xFF;
 
 struct DeckSessionOptions {
     TransportSettings transport;

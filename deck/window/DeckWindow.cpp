@@ -265,6 +265,7 @@ void DeckWindow::AddPort(int row, Lamp& lamp, const QString& text, QComboBox& pi
     label->setBuddy(&picker);
     picker.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
     picker.setFocusPolicy(Qt::TabFocus);
+    picker.view()->setTextElideMode(Qt::ElideMiddle); // ports of one device differ at the end
     connect(&picker, &QComboBox::activated, this, [this] { ChoosePorts(); });
     mFacts->addWidget(&lamp, row, 0, Qt::AlignVCenter);
     mFacts->addWidget(label, row, 1);
@@ -396,7 +397,8 @@ void DeckWindow::FillPicker(QComboBox& picker,
     QList<qint64> ids{qint64{1} << 40}; // nothing: no port has it, IDs have 32 bits
     names << nothing;
     for (const PortChoice& port : ports) {
-        names << Text(port.name) + (port.isAmbiguous ? tr(" (ambiguous)") : QString());
+        names << Text(port.name)
+                + (port.isAmbiguous ? tr(" (ambiguous, ID %1)").arg(port.id) : QString());
         ids << port.id;
     }
     if (chosen && !ids.contains(*chosen)) {
@@ -411,6 +413,7 @@ void DeckWindow::FillPicker(QComboBox& picker,
         picker.clear();
         for (int row = 0; row < names.size(); ++row) {
             picker.addItem(names[row], row == 0 ? QVariant() : QVariant(ids[row]));
+            picker.setItemData(row, names[row], Qt::ToolTipRole); // where it is too long
         }
     }
     if (picker.currentIndex() != index) {

@@ -96,7 +96,7 @@ void MonitorView::MakeTable()
     mTable->setSelectionBehavior(QAbstractItemView::SelectRows);
     mTable->setTabKeyNavigation(false);
     const int digit = fontMetrics().horizontalAdvance('0');
-    const std::array widths{11, 8, 22, 12};
+    const std::array widths{11, 10, 22, 12};
     for (int column = 0; column < static_cast<int>(widths.size()); ++column) {
         mTable->setColumnWidth(column, digit * widths[static_cast<std::size_t>(column)]);
     }

@@ -169,8 +169,9 @@ std::vector<Notice> WindowDeck::Notices(const cli::DeckStatus& status) const
         notices.push_back({Severity::Note, *ports});
     }
     if (!status.deaf.empty()) {
-        notices.push_back(
-            {Severity::Warning, "The plug-in obeys nothing any more: " + status.deaf});
+        notices.push_back({Severity::Warning,
+            "The plug-in obeys nothing any more (" + status.deaf
+                + "); choose a port again to connect it anew."});
     }
     if (status.lost > 0) {
         notices.push_back({Severity::Warning,
@@ -253,6 +254,7 @@ void WindowDeck::Post(HostCallKind kind)
 {
     HostCall call;
     call.kind = kind;
+    call.surface = host::kNoSurface;
     mRun->Session().Commands().TryPost(call);
 }
 
@@ -280,6 +282,7 @@ void WindowDeck::PostLocate(FrameNumber frame)
     const Timecode timecode = ToTimecode(frame, rate);
     HostCall call;
     call.kind = HostCallKind::Locate;
+    call.surface = host::kNoSurface;
     call.time = {
         rate.SMPTEFormat(), timecode.hours, timecode.minutes, timecode.seconds, timecode.frames, 0};
     mRun->Session().Commands().TryPost(call);

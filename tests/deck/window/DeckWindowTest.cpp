@@ -93,7 +93,7 @@ TEST_F(DeckWindowTest, ListsPortsAndMarksAmbiguousAndAbsentOnes)
     const auto& output = Find<QComboBox>(window, "Output");
 
     EXPECT_EQ(input.count(), 3);
-    EXPECT_EQ(input.currentText(), "Twin (ambiguous)");
+    EXPECT_EQ(input.currentText(), "Twin (ambiguous, ID -12)");
     EXPECT_EQ(output.currentText(), "99 (not there)");
 
     mModel.state.outputName = "Recorder";

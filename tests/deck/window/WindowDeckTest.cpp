@@ -151,6 +151,20 @@ TEST_F(WindowDeckTest, SaysOnceThatThePluginIsDeaf)
     mModel->Acknowledge();
     EXPECT_THAT(Texts(mModel->Read()), ElementsAre(HasSubstr("obeys nothing any more")))
         << "as long as it holds";
+
+    mModel->ChoosePorts(host::UniqueIDOf(console), host::UniqueIDOf(recorder), true);
+    EXPECT_THAT(Texts(mModel->Read()), IsEmpty()) << "connected anew";
+}
+
+TEST_F(WindowDeckTest, DoesNotTakeItsUserForAMachine)
+{
+    Begin();
+    EXPECT_EQ(mModel->Locate("00:00:10:00"), "");
+    EXPECT_TRUE(
+        UpdateUntil([](const WindowState& state) { return state.timecode == "00:00:10:00"; }));
+
+    EXPECT_EQ(mModel->Read().senderRate, "");
+    EXPECT_EQ(mRun->Status().calls, 0U);
 }
 
 TEST_F(WindowDeckTest, NumbersTakesAsTheListDoes)

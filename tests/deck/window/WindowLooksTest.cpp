@@ -167,13 +167,15 @@ const Look kLooks[] = {
             model.state.isPictureOff = true;
             model.state.clock = "late by 2.20 ms, at most 154.09 ms";
             model.rows = Rows(3);
-            model.state.notices = {{Severity::Warning,
-                                       "The plug-in obeys nothing any more: several commands in "
-                                       "one message"},
-                {Severity::Warning, "LOST 12: messages or calls for which was no room"},
-                {Severity::Note,
-                    "10:31:05  the sender locates at 24 fps, the deck runs at 29.97df; "
-                    "--locate-rate says whose frame numbers count"}};
+            model.state.notices
+                = {{Severity::Warning,
+                       "The plug-in obeys nothing any more (a message with several commands: the "
+                       "plug-in carries out the first, and the rest blocks its command buffer); "
+                       "choose a port again to connect it anew."},
+                    {Severity::Warning, "LOST 12: messages or calls for which was no room"},
+                    {Severity::Note,
+                        "10:31:05  the sender locates at 24 fps, the deck runs at 29.97df; "
+                        "--locate-rate says whose frame numbers count"}};
         }},
     {"film-over",
         [](StillModel& model) {
