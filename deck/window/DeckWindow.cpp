@@ -419,7 +419,9 @@ void DeckWindow::FillPicker(QComboBox& picker,
     if (picker.currentIndex() != index) {
         picker.setCurrentIndex(index);
     }
-    picker.setToolTip(names[index]);
+    if (picker.toolTip() != names[index]) {
+        picker.setToolTip(names[index]);
+    }
 }
 
 void DeckWindow::ChoosePorts()
@@ -568,7 +570,9 @@ void DeckWindow::FillScreen(bool isFilled)
     layout()->setContentsMargins(margin, margin, margin, margin);
     mPicture->setCursor(isFilled ? Qt::BlankCursor : Qt::ArrowCursor);
     setFocus();
-    isFilled ? showFullScreen() : showNormal();
+    const auto rest = windowState() & ~Qt::WindowFullScreen; // maximized stays maximized
+    setWindowState(isFilled ? rest | Qt::WindowFullScreen : rest);
+    show();
 }
 
 void UseDarkColours()

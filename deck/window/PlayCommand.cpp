@@ -69,6 +69,16 @@ QScreen* ScreenOf(int number)
     throw HostError("--screen " + std::to_string(number) + ": the screens are" + known);
 }
 
+/// On that screen, or where the desktop likes it.
+void Open(DeckWindow& window, QScreen* screen, bool isFull)
+{
+    if (screen != nullptr) {
+        window.setScreen(screen);
+        window.move(screen->availableGeometry().topLeft());
+    }
+    window.FillScreen(isFull);
+}
+
 } // namespace
 
 int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signals)
@@ -99,15 +109,7 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
     poll.start(kSignalPollMillis);
 
     DeckWindow window(model, {options.burnIn});
-    if (screen != nullptr) {
-        window.setScreen(screen);
-        window.move(screen->availableGeometry().topLeft());
-    }
-    if (options.fullScreen) {
-        window.FillScreen(true);
-    } else {
-        window.show();
-    }
+    Open(window, screen, options.fullScreen);
     std::cout << "window: " << (options.file ? options.file->string() : "no video") << ", "
               << options.run.rate.Name() << " fps, from "
               << FormatFrame(options.run.startFrame, options.run.rate) << std::endl;

@@ -55,6 +55,7 @@ std::string ClockTime()
 std::vector<PortChoice> Choices(const std::vector<host::MidiPort>& ports)
 {
     std::vector<PortChoice> choices;
+    choices.reserve(ports.size());
     for (const host::MidiPort& port : ports) {
         choices.push_back({port.id, port.name, port.isAmbiguous});
     }
@@ -305,7 +306,7 @@ void WindowDeck::Step(FrameNumber frames)
 
 void WindowDeck::StepSeconds(int seconds)
 {
-    Step(seconds * mRun->Status().rate.NominalFps());
+    Step(FrameNumber{seconds} * mRun->Status().rate.NominalFps());
 }
 
 void WindowDeck::GoTo(Edge edge)

@@ -33,12 +33,10 @@ struct Notice {
 
 /// Everything that can change while the window is open.
 struct WindowState {
-    bool isReady = true;  // the deck runs; before that it waits for the MIDI service
     std::string title;    // the file's name, or nothing
     std::string timecode; // "01:00:00;02"
     std::string state;    // "stop", "play", "pause", "rewind", "forward"
-    bool isRecording = false;
-    int take = 0; // the number of the newest, in the list; 0 before the first of this run
+    int take = 0;         // the number of the newest, in the list; 0 before the first of this run
     FrameRate rate;
     std::string service; // "jack"
 
@@ -48,21 +46,24 @@ struct WindowState {
     std::optional<std::int32_t> output;
     std::string inputName; // as last seen; empty where it was never there
     std::string outputName;
-    bool isBound = false;
-    bool hasOwnPorts = false; // which are heard whatever is chosen
-    bool transmitsMTC = false;
 
     std::optional<std::chrono::nanoseconds> sinceMMC; // since the last MMC message; none yet: empty
     std::optional<std::chrono::nanoseconds> sinceMTC; // since the last MTC message sent
     std::string senderRate;                           // of the last locate, "25"
-    bool isSenderAtFault = false;                     // it is not the deck's rate
     std::string clock;            // how late it ticks, "late by 0.06 ms, at most 0.31 ms"
-    bool isClockLate = false;     // by more than half a frame, once at least
-    bool isPictureOff = false;    // by more than half a frame now, or pictures were dropped
     std::string film;             // "25 fps, 01:00:00:00 to 01:02:00:00"; empty without one
     std::optional<bool> hasSound; // it is played or not; nothing where the film has none
     std::string picture;          // how it follows, "+3 ms, at most +8 ms"; empty without a video
     std::vector<Notice> notices;  // the most urgent first
+
+    bool isReady = true; // the deck runs; before that it waits for the MIDI service
+    bool isRecording = false;
+    bool isBound = false;
+    bool hasOwnPorts = false; // which are heard whatever is chosen
+    bool transmitsMTC = false;
+    bool isSenderAtFault = false; // it is not the deck's rate
+    bool isClockLate = false;     // by more than half a frame, once at least
+    bool isPictureOff = false;    // by more than half a frame now, or pictures were dropped
 };
 
 enum class MonitorKind : std::uint8_t { MMC, MTC };
