@@ -114,6 +114,7 @@ private:
         void* buffer = nullptr; // of this cycle; the process callback's
     };
 
+    class Callback;
     class Cycle;
 
     struct Closer {
