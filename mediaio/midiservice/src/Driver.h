@@ -85,7 +85,8 @@ public:
     /// keys appear; one setup change follows if anything differs. [driver, may block]
     virtual void OnEndpointsChanged(std::vector<EndpointFacts> present) = 0;
 
-    /// `reason` is one line for the user, such as "no JACK server is running". [driver, may block]
+    /// `reason` is one line for the user, such as "no JACK server is running". Clients are told of
+    /// Running with the endpoints that are reported next, not before. [driver, may block]
     virtual void OnStateChanged(DriverState state, std::string reason) = 0;
 
     /// Bytes from outside, in any chunking, never mixed between two origins. `origin` is a
