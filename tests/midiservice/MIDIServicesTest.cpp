@@ -92,6 +92,16 @@ protected:
         return counters;
     }
 
+    // From now until the gate is opened nothing is delivered.
+    void BlockDelivery(Gate& gate)
+    {
+        MIDIEndpointRef blocked = 0;
+        ASSERT_EQ(
+            MIDIDestinationCreate(mClient->client, CFSTR("gate"), &Gate::Read, &gate, &blocked), 0);
+        ASSERT_EQ(SendTo(blocked, kPlay), 0);
+        gate.WaitUntilEntered();
+    }
+
     // When this has returned, everything sent before has been delivered.
     void Drain()
     {
@@ -461,12 +471,8 @@ TEST_F(MIDIServices, KeepTheSysExOfPortsAndSourcesApart)
 TEST_F(MIDIServices, RefuseToSendWhenTheQueueIsFullAndLoseNothingThatWasTaken)
 {
     Gate gate;
-    MIDIEndpointRef blocked = 0;
-    ASSERT_EQ(
-        MIDIDestinationCreate(mClient->client, CFSTR("gate"), &Gate::Read, &gate, &blocked), 0);
+    BlockDelivery(gate);
     const MIDIEndpointRef destination = mClient->MakeDestination("destination", mInbox);
-    ASSERT_EQ(SendTo(blocked, kPlay), 0);
-    gate.WaitUntilEntered();
 
     std::size_t taken = 0;
     OSStatus status = 0;
@@ -485,12 +491,8 @@ TEST_F(MIDIServices, RefuseToSendWhenTheQueueIsFullAndLoseNothingThatWasTaken)
 TEST_F(MIDIServices, TakeAllPacketsOfACallOrNone)
 {
     Gate gate;
-    MIDIEndpointRef blocked = 0;
-    ASSERT_EQ(
-        MIDIDestinationCreate(mClient->client, CFSTR("gate"), &Gate::Read, &gate, &blocked), 0);
+    BlockDelivery(gate);
     const MIDIEndpointRef destination = mClient->MakeDestination("destination", mInbox);
-    ASSERT_EQ(SendTo(blocked, kPlay), 0);
-    gate.WaitUntilEntered();
 
     std::size_t taken = 0;
     while (
