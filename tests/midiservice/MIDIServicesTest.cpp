@@ -470,9 +470,9 @@ TEST_F(MIDIServices, KeepTheSysExOfPortsAndSourcesApart)
 
 TEST_F(MIDIServices, RefuseToSendWhenTheQueueIsFullAndLoseNothingThatWasTaken)
 {
+    const MIDIEndpointRef destination = mClient->MakeDestination("destination", mInbox);
     Gate gate;
     BlockDelivery(gate);
-    const MIDIEndpointRef destination = mClient->MakeDestination("destination", mInbox);
 
     std::size_t taken = 0;
     OSStatus status = 0;
@@ -490,9 +490,9 @@ TEST_F(MIDIServices, RefuseToSendWhenTheQueueIsFullAndLoseNothingThatWasTaken)
 
 TEST_F(MIDIServices, TakeAllPacketsOfACallOrNone)
 {
+    const MIDIEndpointRef destination = mClient->MakeDestination("destination", mInbox);
     Gate gate;
     BlockDelivery(gate);
-    const MIDIEndpointRef destination = mClient->MakeDestination("destination", mInbox);
 
     std::size_t taken = 0;
     while (

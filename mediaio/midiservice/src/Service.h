@@ -76,7 +76,7 @@ public:
     /// The name of a client or port.
     bool GetObjectName(MIDIObjectRef object, std::string& name) const;
 
-    /// [any, real-time]
+    /// [any thread, real-time]
     OSStatus Send(
         MIDIPortRef port, MIDIEndpointRef destination, const MIDIPacketList& packets) noexcept;
     OSStatus Received(
@@ -84,7 +84,7 @@ public:
 
     /// 0 is every destination.
     OSStatus Flush(MIDIEndpointRef destination);
-    /// [any, real-time]
+    /// [any thread, real-time]
     OSStatus FlushSource(MIDIEndpointRef source) noexcept;
 
     const char* DriverName() const noexcept { return mDriver->Name(); }
