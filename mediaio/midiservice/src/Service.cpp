@@ -496,8 +496,8 @@ OSStatus Service::FlushSource(MIDIEndpointRef source) noexcept
 DriverState Service::State(std::string& reason) const
 {
     const std::lock_guard lock(mStateMutex);
-    reason = mReason;
-    return mState;
+    reason = mShown.reason;
+    return mShown.state;
 }
 
 // ------------------------------------------------------------------ what the driver reports
@@ -512,8 +512,17 @@ void Service::OnEndpointsChanged(std::vector<EndpointFacts> present)
         ForgetAbsent();
         MarkAmbiguous();
         PublishRoutes();
+        ShowState();
     }
     Settle(isChanged);
+}
+
+// With the endpoints: who sees that the driver runs sees them too, and who is told of them sees
+// that it runs.
+void Service::ShowState()
+{
+    const std::lock_guard lock(mStateMutex);
+    mShown = mReported;
 }
 
 bool Service::RemoveVanished(const std::vector<EndpointFacts>& present)
@@ -609,8 +618,9 @@ bool Service::AddAppeared(std::vector<EndpointFacts> present)
 void Service::OnStateChanged(DriverState state, std::string reason)
 {
     const std::lock_guard lock(mStateMutex);
-    mState = state;
-    mReason = std::move(reason);
+    mReported = {state, std::move(reason)};
+    if (state == DriverState::Waiting || mShown.state == DriverState::Running)
+        mShown = mReported;
 }
 
 void Service::OnReceived(PortKey port,
