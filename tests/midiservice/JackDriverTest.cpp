@@ -206,6 +206,19 @@ TEST_P(JackServerEnds, SurvivesAndReconnectsWhenItComesBack)
     SendUntilHeard(peer.Received(), [&] { ASSERT_EQ(MIDIReceived(own, Packets{kPlay}), 0); });
 }
 
+TEST_P(JackServerEnds, IsToldWhereNoEndpointGoesOrComesWithIt)
+{
+    mServer.Start();
+    TestClient client;
+    ASSERT_TRUE(client.WaitForChange([] { return IsRunning(); }));
+
+    EndServer();
+    EXPECT_TRUE(client.WaitForChange([] { return !IsRunning(); }));
+
+    mServer.Start();
+    EXPECT_TRUE(client.WaitForChange([] { return IsRunning(); }));
+}
+
 TEST_P(JackServerEnds, SurvivesWhileMessagesFlow)
 {
     mServer.Start();

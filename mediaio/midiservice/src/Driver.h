@@ -82,7 +82,8 @@ public:
     virtual ~DriverHost() = default;
 
     /// All endpoints outside this process that are present now. Those missing vanish, new
-    /// keys appear; one setup change follows if anything differs. [driver, may block]
+    /// keys appear; one setup change follows if anything differs, or the state. [driver, may
+    /// block]
     virtual void OnEndpointsChanged(std::vector<EndpointFacts> present) = 0;
 
     /// `reason` is one line for the user, such as "no JACK server is running". Clients are told of

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 namespace midiservice {
 
@@ -512,17 +513,20 @@ void Service::OnEndpointsChanged(std::vector<EndpointFacts> present)
         ForgetAbsent();
         MarkAmbiguous();
         PublishRoutes();
-        ShowState();
+        isChanged |= ShowState();
     }
     Settle(isChanged);
 }
 
 // With the endpoints: who sees that the driver runs sees them too, and who is told of them sees
 // that it runs.
-void Service::ShowState()
+//
+// True where clients are to be told of the state, also if no endpoint comes or goes with it.
+bool Service::ShowState()
 {
     const std::lock_guard lock(mStateMutex);
     mShown = mReported;
+    return std::exchange(mTold, mShown.state) != mShown.state;
 }
 
 bool Service::RemoveVanished(const std::vector<EndpointFacts>& present)

@@ -164,7 +164,7 @@ private:
     void GiveID(Endpoint& newcomer);
     void MarkAmbiguous();
     void PublishRoutes();
-    void ShowState();
+    bool ShowState();
     Endpoint* Find(MIDIEndpointRef endpoint) const;
     template <typename Visit> void ForEachEndpoint(Visit visit) const;
     EndpointList& ListOf(Direction direction);
@@ -188,6 +188,7 @@ private:
     mutable std::mutex mStateMutex; // of its own, so that a driver may report at any time
     Status mReported;               // by the driver
     Status mShown;
+    DriverState mTold = DriverState::Waiting;
 };
 
 } // namespace midiservice

@@ -222,6 +222,9 @@ bool JackClient::Activate()
             return 0;
         },
         this);
+    // JACK calls the one with more to tell, PipeWire only the plain one
+    jack_on_shutdown(
+        client, [](void* self) { Callback(self)->OnGone(); }, this);
     jack_on_info_shutdown(
         client, [](jack_status_t, const char*, void* self) { Callback(self)->OnGone(); }, this);
     jack_set_port_registration_callback(
