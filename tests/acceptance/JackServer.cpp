@@ -2,36 +2,12 @@
 
 #include <jack/midiport.h>
 
-#include <csignal>
-#include <cstdlib>
-#include <fcntl.h>
-#include <filesystem>
 #include <stdexcept>
-#include <sys/file.h>
-#include <unistd.h>
 
 namespace deck::acceptance {
 namespace {
 
 void Quietly(const char* /*message*/) {}
-
-// The server's registry remembers names of servers that were killed and has room for few, so
-// names are used again, each by one test of the machine at a time.
-std::string NameOf(int number)
-{
-    return "korva-acceptance-" + std::to_string(number);
-}
-
-int TryLock(const std::string& name)
-{
-    const auto path = std::filesystem::temp_directory_path() / (name + ".lock");
-    const int lock = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
-    if (lock >= 0 && flock(lock, LOCK_EX | LOCK_NB) != 0) {
-        close(lock);
-        return -1;
-    }
-    return lock;
-}
 
 jack_client_t* Open(const std::string& server, const std::string& client)
 {
@@ -42,67 +18,6 @@ jack_client_t* Open(const std::string& server, const std::string& client)
 }
 
 } // namespace
-
-bool JackServer::IsInstalled()
-{
-    return std::system("command -v jackd >/dev/null") == 0;
-}
-
-JackServer::JackServer(int period)
-    : mPeriod(period)
-{
-    for (int number = 0; mNameLock < 0; ++number) {
-        if (number == 100) {
-            throw std::runtime_error("no name for a JACK server is free");
-        }
-        mName = NameOf(number);
-        mNameLock = TryLock(mName);
-    }
-}
-
-JackServer::~JackServer()
-{
-    Stop();
-    close(mNameLock);
-}
-
-void JackServer::Start()
-{
-    // It ends with us, however we end
-    mServer = std::make_unique<Program>(
-        std::vector<std::string>{"setpriv", "--pdeathsig", "KILL", "jackd", "-n", mName, "-r", "-d",
-            "dummy", "-p", std::to_string(mPeriod)},
-        Program::Environment{});
-    const auto end = std::chrono::steady_clock::now() + kDeadline;
-    jack_client_t* probe = nullptr;
-    while (probe == nullptr && std::chrono::steady_clock::now() < end) {
-        probe = Open(mName, "probe");
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    if (probe == nullptr) {
-        throw std::runtime_error("jackd does not start:\n" + mServer->Output());
-    }
-    jack_client_close(probe);
-}
-
-void JackServer::Stop()
-{
-    End(SIGTERM);
-}
-
-void JackServer::Kill()
-{
-    End(SIGKILL);
-}
-
-void JackServer::End(int signal)
-{
-    if (mServer != nullptr) {
-        mServer->Signal(signal);
-        mServer->Wait();
-        mServer.reset();
-    }
-}
 
 JackPeer::JackPeer(const JackServer& server, const std::string& name)
     : mClient(Open(server.Name(), name))

@@ -1,10 +1,10 @@
-// A real JACK server without hardware, and a client of it that knows nothing of
-// the deck.
+// A JACK server, and a client of it that knows nothing of the deck.
 
 #pragma once
 
 #include "deck/protocol/MMC.h"
 #include "tests/acceptance/Program.h"
+#include "tests/support/JackServer.h"
 
 #include <jack/jack.h>
 
@@ -13,34 +13,7 @@
 
 namespace deck::acceptance {
 
-class JackServer {
-public:
-    static bool IsInstalled();
-
-    /// A client that is late for a cycle loses what is in it: with a long period, in frames of
-    /// 1/48000 s, that takes a very busy machine; with a short one times are exact.
-    explicit JackServer(int period = 128);
-    ~JackServer();
-    JackServer(const JackServer&) = delete;
-    JackServer& operator=(const JackServer&) = delete;
-
-    /// No other server of this machine has it.
-    const std::string& Name() const noexcept { return mName; }
-    /// Returns when clients can connect.
-    void Start();
-    void Stop();
-    void Kill();
-    /// What it has said: which client missed which cycle, for one.
-    std::string Output() const { return mServer->Output(); }
-
-private:
-    void End(int signal);
-
-    int mPeriod;
-    std::string mName;
-    int mNameLock = -1;
-    std::unique_ptr<Program> mServer;
-};
+using korva::tests::JackServer;
 
 /// Sends from its port "mmc_out" and receives on its port "mtc_in".
 class JackPeer {

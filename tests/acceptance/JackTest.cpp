@@ -192,6 +192,16 @@ TEST_F(JackTest, RemembersItsPortsAndBindsThemWhenTheyCome)
     EXPECT_EQ(End(*deck), 0);
 }
 
+TEST_F(JackTest, SaysThatTheServerHasGoneAlsoWhereItHasNoPortsButItsOwn)
+{
+    mServer->Start();
+    const auto deck = Start({"run", "--json"});
+    ASSERT_TRUE(deck->WaitForLine(R"("own_ports":true)")) << deck->Output();
+
+    mServer->Kill();
+    EXPECT_TRUE(deck->WaitForLine(R"("waiting":")")) << deck->Output();
+}
+
 TEST_F(JackTest, BindsAgainByItselfAfterTheServerWasKilled)
 {
     const auto deck = StartWithMachine();

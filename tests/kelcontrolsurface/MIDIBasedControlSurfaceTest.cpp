@@ -1,6 +1,6 @@
 #include "kelcontrolsurface/plugins/common/midi/src/MIDIBasedControlSurface.h"
 
-#include "FakeMidi.h"
+#include "FakeStudio.h"
 #include "TestSurface.h"
 
 #include "tests/kelmidi/Signal.h"

@@ -2,7 +2,7 @@
 
 #include "TestSurface.h"
 
-#include "tests/kelmidi/VirtualDevice.h"
+#include "tests/kelmidi/EchoDevice.h"
 
 #include <gmock/gmock.h>
 
@@ -13,7 +13,7 @@
 namespace kelcontrolsurface {
 namespace {
 
-using kelmidi::tests::VirtualDevice;
+using kelmidi::tests::EchoDevice;
 using testing::ElementsAre;
 using tests::MakeInfo;
 using tests::TestSurface;
@@ -37,7 +37,7 @@ protected:
         return true;
     }
 
-    void Connect(const VirtualDevice& device)
+    void Connect(const EchoDevice& device)
     {
         const auto binding = mSurface.LockBinding();
         mSurface.Connect(MakeInfo(device.SourceID(), device.DestinationID()));
@@ -58,7 +58,7 @@ protected:
         return mSurface.Received().back() == kPlay;
     }
 
-    std::unique_ptr<VirtualDevice> mDevice = std::make_unique<VirtualDevice>("Controller");
+    std::unique_ptr<EchoDevice> mDevice = std::make_unique<EchoDevice>("Controller");
     TestSurface mSurface;
 };
 
@@ -87,7 +87,7 @@ TEST_F(SurfaceOnServiceTest, UnbindsWhenItsDeviceGoesAndBindsWhenItIsBack)
     mDevice.reset();
     ASSERT_TRUE(WaitForConnected(false));
 
-    mDevice = std::make_unique<VirtualDevice>("Controller");
+    mDevice = std::make_unique<EchoDevice>("Controller");
     ASSERT_TRUE(WaitForConnected(true));
     EXPECT_TRUE(MessageGoesRound());
 }
@@ -112,7 +112,7 @@ TEST_F(SurfaceOnServiceTest, SurvivesADeviceThatComesAndGoesUnderTraffic)
 
     for (int i = 0; i < 20; ++i) {
         mDevice.reset();
-        mDevice = std::make_unique<VirtualDevice>("Controller");
+        mDevice = std::make_unique<EchoDevice>("Controller");
     }
     host.join();
     Connect(*mDevice);

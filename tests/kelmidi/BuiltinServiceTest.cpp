@@ -1,8 +1,8 @@
 // The back end on the real service, and delivery on the real executor.
 
+#include "EchoDevice.h"
 #include "RecordingListener.h"
 #include "Signal.h"
-#include "VirtualDevice.h"
 
 #include "mediaio/kelmidi/src/MidiHost.h"
 #include "mediaio/kelmidi/src/MidiPort.h"
@@ -18,8 +18,8 @@ namespace {
 
 using testing::ElementsAre;
 using tests::Bytes;
+using tests::EchoDevice;
 using tests::RecordingListener;
-using tests::VirtualDevice;
 
 const bool sBuiltin = (tests::UseBuiltinService(), true);
 
@@ -28,7 +28,7 @@ const Bytes kPlay{0xF0, 0x7F, 0x7F, 0x06, 0x02, 0xF7};
 class BuiltinServiceTest : public testing::Test {
 protected:
     boost::intrusive_ptr<MidiHost> mHost = MidiHostCreate(u"Korva.ControlSurface.Test");
-    VirtualDevice mDevice{"Controller"};
+    EchoDevice mDevice{"Controller"};
 };
 
 TEST_F(BuiltinServiceTest, CarriesAMessageFromOneClientThroughAnotherToAListener)
@@ -131,7 +131,7 @@ TEST_F(BuiltinServiceTest, HearsOfDevicesThatComeAndGo)
     });
 
     {
-        const VirtualDevice other("Another");
+        const EchoDevice other("Another");
         EXPECT_TRUE(came.Wait());
     }
 

@@ -207,44 +207,43 @@ TEST_F(ReadCallbackTest, ReturnsWhereNoPortBelongsToTheConnection)
     mReadProc(list.Get(), nullptr, nullptr);
 }
 
-TEST_F(ReadCallbackTest, TakesAReferenceOfItsOwn)
+class ReadCallbackReferenceTest : public ReadCallbackTest {
+protected:
+    void SetUp() override
+    {
+        mList.Add(0, {0xF8});
+        ExpectProperties(kSource, u"a source", 5);
+        EXPECT_CALL(mService, PortConnectSource(kInPort, kSource, _)).WillOnce(Return(0));
+        EXPECT_CALL(mService, PortDisconnectSource(kInPort, kSource)).WillOnce([this](auto, auto) {
+            mIsDestroyed = true;
+            return 0;
+        });
+    }
+
+    PacketListBytes mList;
+    bool mIsDestroyed = false; // the connected port
+};
+
+TEST_F(ReadCallbackReferenceTest, TakesAReferenceOfItsOwn)
 {
-    PacketListBytes list;
-    list.Add(0, {0xF8});
-    ExpectProperties(kSource, u"a source", 5);
-    EXPECT_CALL(mService, PortConnectSource(kInPort, kSource, _)).WillOnce(Return(0));
-    bool destroyed = false;
-    EXPECT_CALL(mService, PortDisconnectSource(kInPort, kSource)).WillOnce([&](auto, auto) {
-        destroyed = true;
-        return 0;
-    });
     auto* port = new CoreMidiInputPort(kInPort, kSource, 0); // nobody holds it yet
     port->Connect();
 
-    mReadProc(list.Get(), nullptr, port);
+    mReadProc(mList.Get(), nullptr, port);
 
-    EXPECT_TRUE(destroyed) << "the callback's own reference was not the last one";
+    EXPECT_TRUE(mIsDestroyed) << "the callback's own reference was not the last one";
 }
 
-TEST_F(ReadCallbackTest, GivesItsReferenceBack)
+TEST_F(ReadCallbackReferenceTest, GivesItsReferenceBack)
 {
-    PacketListBytes list;
-    list.Add(0, {0xF8});
-    ExpectProperties(kSource, u"a source", 5);
-    EXPECT_CALL(mService, PortConnectSource(kInPort, kSource, _)).WillOnce(Return(0));
-    bool destroyed = false;
-    EXPECT_CALL(mService, PortDisconnectSource(kInPort, kSource)).WillOnce([&](auto, auto) {
-        destroyed = true;
-        return 0;
-    });
     boost::intrusive_ptr<CoreMidiInputPort> port = new CoreMidiInputPort(kInPort, kSource, 0);
     port->Connect();
 
-    mReadProc(list.Get(), nullptr, port.get());
-    EXPECT_FALSE(destroyed);
+    mReadProc(mList.Get(), nullptr, port.get());
+    EXPECT_FALSE(mIsDestroyed);
     port.reset();
 
-    EXPECT_TRUE(destroyed);
+    EXPECT_TRUE(mIsDestroyed);
 }
 
 } // namespace

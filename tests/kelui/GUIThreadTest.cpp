@@ -17,7 +17,7 @@
 #include <vector>
 
 using kelorintal::RunOnGUIThread;
-using kelui::tests::Environment;
+using korva::tests::ScopedVariable;
 
 namespace {
 
@@ -90,7 +90,7 @@ TEST_F(GUIThreadTest, GivesTheExceptionOfTheCallBack)
 
 TEST_F(GUIThreadTest, LeavesTheLocaleAndTheEnvironmentOfTheHostAlone)
 {
-    const Environment language("LC_ALL", "C.UTF-8");
+    const ScopedVariable language("LC_ALL", "C.UTF-8");
     ASSERT_STREQ(std::setlocale(LC_ALL, nullptr), "C");
 
     RunOnGUIThread([] { EXPECT_STREQ(std::setlocale(LC_NUMERIC, nullptr), "C"); });
@@ -109,9 +109,9 @@ TEST_F(GUIThreadTest, KeepsOffTheMainLoopOfAGLibHost)
 }
 
 struct NoDisplayTest : testing::Test {
-    Environment platform{"QT_QPA_PLATFORM", nullptr};
-    Environment x11{"DISPLAY", nullptr};
-    Environment wayland{"WAYLAND_DISPLAY", nullptr};
+    ScopedVariable platform{"QT_QPA_PLATFORM", std::nullopt};
+    ScopedVariable x11{"DISPLAY", std::nullopt};
+    ScopedVariable wayland{"WAYLAND_DISPLAY", std::nullopt};
 
     // Why the call was refused.
     std::string Refusal()
@@ -130,7 +130,7 @@ TEST_F(NoDisplayTest, IsAnAnswerAndNoEnd)
 
 TEST_F(NoDisplayTest, IsWhatADisplayIsThatDoesNotAnswer)
 {
-    const Environment dead("DISPLAY", ":997");
+    const ScopedVariable dead("DISPLAY", ":997");
     kelui::tests::TraceLines lines;
 
     EXPECT_THAT(Refusal(), testing::HasSubstr("could not connect to display :997"));
@@ -139,14 +139,14 @@ TEST_F(NoDisplayTest, IsWhatADisplayIsThatDoesNotAnswer)
 
 TEST_F(NoDisplayTest, IsWhatAWaylandDisplayIsThatDoesNotAnswer)
 {
-    const Environment dead("WAYLAND_DISPLAY", "wayland-997");
+    const ScopedVariable dead("WAYLAND_DISPLAY", "wayland-997");
 
     EXPECT_THAT(Refusal(), testing::StartsWith("no display answers"));
 }
 
 TEST_F(NoDisplayTest, IsWhatAnUnknownPlatformIs)
 {
-    const Environment unknown("QT_QPA_PLATFORM", "nonsense");
+    const ScopedVariable unknown("QT_QPA_PLATFORM", "nonsense");
 
     EXPECT_THAT(Refusal(), testing::HasSubstr("nonsense"));
 }

@@ -215,9 +215,9 @@ TEST_F(MMCConfigDialogTest, ReleasesItsHostWhenItIsOver)
 
 TEST_F(MMCConfigDialogTest, ChangesNothingWithoutADisplayAndSaysWhy)
 {
-    const kelui::tests::Environment platform("QT_QPA_PLATFORM", nullptr);
-    const kelui::tests::Environment x11("DISPLAY", nullptr);
-    const kelui::tests::Environment wayland("WAYLAND_DISPLAY", nullptr);
+    const korva::tests::ScopedVariable platform("QT_QPA_PLATFORM", std::nullopt);
+    const korva::tests::ScopedVariable x11("DISPLAY", std::nullopt);
+    const korva::tests::ScopedVariable wayland("WAYLAND_DISPLAY", std::nullopt);
     TraceLines lines;
 
     EXPECT_FALSE(Show());

@@ -4,10 +4,10 @@
 
 #include "kelcore/debug/DebugDatabase.h"
 #include "kelui/utility/ResourceManager.h"
+#include "tests/support/ScopedVariable.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -15,38 +15,9 @@
 
 namespace kelui::tests {
 
-/// Sets or, with a null value, removes an environment variable, and puts it back.
-class Environment {
-public:
-    Environment(const char* name, const char* value)
-        : mName(name)
-    {
-        if (const char* before = std::getenv(name); before != nullptr) {
-            mBefore = before;
-        }
-        Set(value);
-    }
-    ~Environment() { Set(mBefore ? mBefore->c_str() : nullptr); }
-    Environment(const Environment&) = delete;
-    Environment& operator=(const Environment&) = delete;
-
-private:
-    void Set(const char* value)
-    {
-        if (value == nullptr) {
-            unsetenv(mName);
-        } else {
-            setenv(mName, value, 1);
-        }
-    }
-
-    const char* mName;
-    std::optional<std::string> mBefore;
-};
-
 /// Every dialog in its life is shown on a screen that nobody sees.
 class OffscreenScreen {
-    Environment mPlatform{"QT_QPA_PLATFORM", "offscreen"};
+    korva::tests::ScopedVariable mPlatform{"QT_QPA_PLATFORM", "offscreen"};
 };
 
 /// Catches the trace lines of dialogs, and whatever else is written to standard error.

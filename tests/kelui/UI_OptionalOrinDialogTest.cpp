@@ -31,12 +31,12 @@ using kelorintal::UI_OptionalOrinDialog;
 using kelui::controls::UI_Checkbox;
 using kelui::controls::UI_Popup;
 using kelui::tests::Child;
-using kelui::tests::Environment;
 using kelui::tests::Press;
 using kelui::tests::RunUntil;
 using kelui::tests::SmallDialog;
 using kelui::tests::TraceLines;
 using kelui::tests::WindowScript;
+using korva::tests::ScopedVariable;
 
 namespace {
 
@@ -345,9 +345,9 @@ TEST_F(UI_OptionalOrinDialogTest, SaysWhyALayoutCannotBeShown)
 
 TEST_F(UI_OptionalOrinDialogTest, IsNotShownWithoutADisplayAndSaysWhyInOneLine)
 {
-    const Environment platform("QT_QPA_PLATFORM", nullptr);
-    const Environment wayland("WAYLAND_DISPLAY", nullptr);
-    const Environment dead("DISPLAY", ":997");
+    const ScopedVariable platform("QT_QPA_PLATFORM", std::nullopt);
+    const ScopedVariable wayland("WAYLAND_DISPLAY", std::nullopt);
+    const ScopedVariable dead("DISPLAY", ":997");
     const auto dialog = Make();
     TraceLines lines;
 

@@ -1,4 +1,4 @@
-#include "tests/midiservice/JackServer.h"
+#include "tests/midiservice/JackPeer.h"
 
 #include "mediaio/midiservice/src/UniqueID.h"
 
@@ -7,7 +7,9 @@
 #include <gmock/gmock.h>
 #include <jack/jack.h>
 
-#include <optional>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace midiservice::test {
 
@@ -26,7 +28,7 @@ std::string Reason()
 class JackDriverTest : public testing::Test {
 protected:
     explicit JackDriverTest(JackServer::Mode mode = JackServer::Mode::Synchronous)
-        : mServer(mode)
+        : mServer(128, mode)
     {
     }
 
@@ -99,6 +101,50 @@ TEST_F(JackDriverTest, WaitsForAServerAndSaysSo)
     EXPECT_EQ(MIDIGetNumberOfSources(), 0U);
 }
 
+/// Stands where a server's socket is, and hangs up on everybody who calls.
+class RefusingServer {
+public:
+    explicit RefusingServer(const std::string& name)
+        : mPath("/dev/shm/jack_" + name + "_" + std::to_string(getuid()) + "_0")
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        mPath.copy(address.sun_path, sizeof address.sun_path - 1);
+        EXPECT_EQ(bind(mSocket, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(listen(mSocket, 5), 0);
+        mThread = std::thread([this] {
+            for (int caller = 0; (caller = accept(mSocket, nullptr, nullptr)) >= 0;)
+                close(caller);
+        });
+    }
+    RefusingServer(const RefusingServer&) = delete;
+    RefusingServer& operator=(const RefusingServer&) = delete;
+    ~RefusingServer()
+    {
+        unlink(mPath.c_str());
+        shutdown(mSocket, SHUT_RDWR);
+        mThread.join();
+        close(mSocket);
+    }
+
+private:
+    std::string mPath;
+    int mSocket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    std::thread mThread;
+};
+
+TEST_F(JackDriverTest, TriesAgainWhereTheServerRefusesItAndSaysSo)
+{
+    {
+        const RefusingServer refusing(mServer.Name());
+        EXPECT_FALSE(IsRunning());
+        EXPECT_THAT(Reason(), testing::HasSubstr("the JACK server refuses a client"));
+    }
+    mServer.Start();
+
+    EXPECT_TRUE(WaitUntilRunning());
+}
+
 TEST_F(JackLoopTest, FindsAServerThatStartsLate)
 {
     TestClient client;
@@ -158,6 +204,19 @@ TEST_P(JackServerEnds, SurvivesAndReconnectsWhenItComesBack)
     JackPeer peer("PEER");
     peer.ConnectFrom("Own");
     SendUntilHeard(peer.Received(), [&] { ASSERT_EQ(MIDIReceived(own, Packets{kPlay}), 0); });
+}
+
+TEST_P(JackServerEnds, IsToldWhereNoEndpointGoesOrComesWithIt)
+{
+    mServer.Start();
+    TestClient client;
+    ASSERT_TRUE(client.WaitForChange([] { return IsRunning(); }));
+
+    EndServer();
+    EXPECT_TRUE(client.WaitForChange([] { return !IsRunning(); }));
+
+    mServer.Start();
+    EXPECT_TRUE(client.WaitForChange([] { return IsRunning(); }));
 }
 
 TEST_P(JackServerEnds, SurvivesWhileMessagesFlow)

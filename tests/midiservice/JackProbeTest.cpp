@@ -1,16 +1,21 @@
 #include "mediaio/midiservice/src/jack/JackProbe.h"
 
-#include "tests/midiservice/JackServer.h"
+#include "tests/support/JackServer.h"
+
+#include <gtest/gtest.h>
 
 namespace midiservice::test {
 
 namespace {
 
+using korva::tests::JackServer;
+using korva::tests::ScopedVariable;
+
 TEST(JackProbe, FollowsTheServersLife)
 {
     if (!JackServer::IsInstalled())
         GTEST_SKIP() << "jackd is not installed";
-    JackServer server(JackServer::Mode::Synchronous);
+    JackServer server;
 
     EXPECT_FALSE(MayJackServerBeThere());
     server.Start();

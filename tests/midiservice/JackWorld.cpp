@@ -1,6 +1,6 @@
 // JACK: a server of our own, and programs that use libjack directly.
 
-#include "tests/midiservice/JackServer.h"
+#include "tests/midiservice/JackPeer.h"
 
 namespace midiservice::test {
 
@@ -19,7 +19,7 @@ public:
     HostTime MostEarly() const override { return 20'000'000; }
 
 private:
-    JackServer mServer{JackServer::Mode::Synchronous};
+    JackServer mServer{128, JackServer::Mode::Synchronous};
     ScopedService mService{"jack"};
 };
 

@@ -92,6 +92,16 @@ protected:
         return counters;
     }
 
+    // From now until the gate is opened nothing is delivered.
+    void BlockDelivery(Gate& gate)
+    {
+        MIDIEndpointRef blocked = 0;
+        ASSERT_EQ(
+            MIDIDestinationCreate(mClient->client, CFSTR("gate"), &Gate::Read, &gate, &blocked), 0);
+        ASSERT_EQ(SendTo(blocked, kPlay), 0);
+        gate.WaitUntilEntered();
+    }
+
     // When this has returned, everything sent before has been delivered.
     void Drain()
     {
@@ -460,13 +470,9 @@ TEST_F(MIDIServices, KeepTheSysExOfPortsAndSourcesApart)
 
 TEST_F(MIDIServices, RefuseToSendWhenTheQueueIsFullAndLoseNothingThatWasTaken)
 {
-    Gate gate;
-    MIDIEndpointRef blocked = 0;
-    ASSERT_EQ(
-        MIDIDestinationCreate(mClient->client, CFSTR("gate"), &Gate::Read, &gate, &blocked), 0);
     const MIDIEndpointRef destination = mClient->MakeDestination("destination", mInbox);
-    ASSERT_EQ(SendTo(blocked, kPlay), 0);
-    gate.WaitUntilEntered();
+    Gate gate;
+    BlockDelivery(gate);
 
     std::size_t taken = 0;
     OSStatus status = 0;
@@ -484,13 +490,9 @@ TEST_F(MIDIServices, RefuseToSendWhenTheQueueIsFullAndLoseNothingThatWasTaken)
 
 TEST_F(MIDIServices, TakeAllPacketsOfACallOrNone)
 {
-    Gate gate;
-    MIDIEndpointRef blocked = 0;
-    ASSERT_EQ(
-        MIDIDestinationCreate(mClient->client, CFSTR("gate"), &Gate::Read, &gate, &blocked), 0);
     const MIDIEndpointRef destination = mClient->MakeDestination("destination", mInbox);
-    ASSERT_EQ(SendTo(blocked, kPlay), 0);
-    gate.WaitUntilEntered();
+    Gate gate;
+    BlockDelivery(gate);
 
     std::size_t taken = 0;
     while (

@@ -4,12 +4,15 @@
 #pragma once
 
 #include "tests/midiservice/Clients.h"
+#include "tests/support/ScopedVariable.h"
 
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace midiservice::test {
+
+using korva::tests::ScopedVariable;
 
 /// Another program with one source and one destination, called NAME_OUT and NAME_IN
 /// somewhere in their display names.
@@ -53,20 +56,6 @@ std::vector<WorldFactory> Worlds();
 std::unique_ptr<World> MakeAlsaWorld(std::string& whyNot);
 std::unique_ptr<World> MakeBuiltinWorld(std::string& whyNot);
 std::unique_ptr<World> MakeJackWorld(std::string& whyNot);
-
-/// An environment variable for as long as this object lives.
-class ScopedVariable {
-public:
-    ScopedVariable(const char* name, const std::string& value);
-    ScopedVariable(const ScopedVariable&) = delete;
-    ScopedVariable& operator=(const ScopedVariable&) = delete;
-    ~ScopedVariable();
-
-private:
-    std::string mName;
-    bool mWasSet;
-    std::string mOld;
-};
 
 /// The service that KEL_MIDI_SERVICE names, started by the first use and ended here.
 class ScopedService {

@@ -8,7 +8,6 @@ korva_add_tests(midiservice_alsa_tests
     alsa/LatencyTest.cpp
     alsa/LinksTest.cpp
     alsa/PortTableTest.cpp
-    alsa/ReplugTest.cpp
     alsa/Studio.cpp
     alsa/SysExGuardTest.cpp)
 target_sources(midiservice_tests PRIVATE alsa/AlsaWorld.cpp)

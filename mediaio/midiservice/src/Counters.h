@@ -16,7 +16,7 @@ struct Counters {
     std::atomic<std::uint64_t> sysExSplit{0}; // SysEx of more than 256 bytes
 };
 
-/// Relaxed: a count publishes nothing but itself. [any, real-time]
+/// Relaxed: a count publishes nothing but itself. [any thread, real-time]
 inline void Count(std::atomic<std::uint64_t>& counter, std::uint64_t more = 1) noexcept
 {
     counter.fetch_add(more, std::memory_order_relaxed);

@@ -82,10 +82,12 @@ public:
     virtual ~DriverHost() = default;
 
     /// All endpoints outside this process that are present now. Those missing vanish, new
-    /// keys appear; one setup change follows if anything differs. [driver, may block]
+    /// keys appear; one setup change follows if anything differs, or the state. [driver, may
+    /// block]
     virtual void OnEndpointsChanged(std::vector<EndpointFacts> present) = 0;
 
-    /// `reason` is one line for the user, such as "no JACK server is running". [driver, may block]
+    /// `reason` is one line for the user, such as "no JACK server is running". Clients are told of
+    /// Running with the endpoints that are reported next, not before. [driver, may block]
     virtual void OnStateChanged(DriverState state, std::string reason) = 0;
 
     /// Bytes from outside, in any chunking, never mixed between two origins. `origin` is a
@@ -100,14 +102,14 @@ public:
         const std::uint8_t* bytes,
         std::size_t length) noexcept = 0;
 
-    /// Counts messages that were lost because there was no room. [any, real-time]
+    /// Counts messages that were lost because there was no room. [any thread, real-time]
     virtual void CountDropped(std::size_t messages) noexcept = 0;
 
-    /// Counts messages that were dropped because they were flushed. [any, real-time]
+    /// Counts messages that were dropped because they were flushed. [any thread, real-time]
     virtual void CountFlushed(std::size_t messages) noexcept = 0;
 
     /// Has the receive thread call Driver::Receive soon, and offer messages again that were
-    /// answered with Later. [any, real-time]
+    /// answered with Later. [any thread, real-time]
     virtual void Wake() noexcept = 0;
 };
 
@@ -118,7 +120,7 @@ public:
     Driver& operator=(const Driver&) = delete;
     virtual ~Driver() = default;
 
-    /// "builtin", "jack", "alsa": what KEL_MIDI_SERVICE calls it. [any]
+    /// "builtin", "jack", "alsa": what KEL_MIDI_SERVICE calls it. [any thread]
     virtual const char* Name() const noexcept = 0;
 
     /// Called once, before anything else. Reports the endpoints that are present before it

@@ -64,13 +64,13 @@ public:
     void Suspend(MIDIObjectRef handle) { mSlots[IndexOf(handle)].handle.store(0); }
     void Resume(MIDIObjectRef handle) { mSlots[IndexOf(handle)].handle.store(handle); }
 
-    /// [any, real-time]
+    /// [any thread, real-time]
     bool IsValid(MIDIObjectRef handle, HandleKind kind) const noexcept
     {
         return KindOf(handle) == kind && mSlots[IndexOf(handle)].handle.load() == handle;
     }
 
-    /// The kind a handle was made as, whether it is stale or not. [any, real-time]
+    /// The kind a handle was made as, whether it is stale or not. [any thread, real-time]
     static HandleKind KindOf(MIDIObjectRef handle) noexcept
     {
         const std::uint32_t kind = (handle >> kIndexBits) & ((1U << kKindBits) - 1);
@@ -79,7 +79,7 @@ public:
         return static_cast<HandleKind>(kind);
     }
 
-    /// Moves when what is scheduled for this endpoint is to be dropped. [any, real-time]
+    /// Moves when what is scheduled for this endpoint is to be dropped. [any thread, real-time]
     std::atomic<std::uint32_t>& FlushEpoch(MIDIObjectRef handle) noexcept
     {
         return mSlots[IndexOf(handle)].flushEpoch;

@@ -11,7 +11,7 @@ using HostTime = std::uint64_t;
 
 constexpr HostTime kNanosPerSecond = 1'000'000'000;
 
-/// [any, real-time]
+/// [any thread, real-time]
 inline HostTime Now() noexcept
 {
     timespec time{};

@@ -27,7 +27,7 @@ public:
     /// `mayWait` is false on a thread that must not wait.
     void Remove(MIDIClientRef client, bool mayWait);
 
-    /// Changes that follow each other faster than clients are told become one. [any]
+    /// Changes that follow each other faster than clients are told become one. [any thread]
     void NotifySetupChanged();
 
 private:

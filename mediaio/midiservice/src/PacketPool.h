@@ -46,7 +46,7 @@ public:
         mHead.store(0);
     }
 
-    /// A packet of the caller's own, or kNoPacket when all are taken. [any, real-time]
+    /// A packet of the caller's own, or kNoPacket when all are taken. [any thread, real-time]
     PacketIndex TryTake() noexcept
     {
         std::uint64_t head = mHead.load();
@@ -60,7 +60,7 @@ public:
         return kNoPacket;
     }
 
-    /// [any, real-time]
+    /// [any thread, real-time]
     void Give(PacketIndex packet) noexcept
     {
         std::uint64_t head = mHead.load();
@@ -70,7 +70,7 @@ public:
         mTaken.fetch_sub(1);
     }
 
-    /// [any, real-time]
+    /// [any thread, real-time]
     bool IsAnyTaken() const noexcept { return mTaken.load() != 0; }
 
     Packet& operator[](PacketIndex packet) noexcept { return mPackets[packet]; }

@@ -22,9 +22,6 @@ public:
         mCount.notify_all(); // no system call unless somebody waits
     }
 
-    /// [any thread]
-    bool IsPassUnderWay() const noexcept { return mCount.load() % 2 == 1; }
-
     /// On return every pass that was under way at the call is over. [host, may block]
     void WaitForPass() const noexcept
     {

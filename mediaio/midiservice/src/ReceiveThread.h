@@ -36,14 +36,14 @@ public:
     void Stop();
 
     /// Takes all packets of the list or none. `destination` is 0 for what a virtual source
-    /// sends. False when there is no room. [any, real-time]
+    /// sends. False when there is no room. [any thread, real-time]
     bool TrySend(MIDIObjectRef origin,
         MIDIEndpointRef destination,
         const MIDIPacketList& packets,
         Timing timing) noexcept;
 
     /// Drops what is scheduled for the destination, or by the virtual source; what was sent at
-    /// once still goes. [any, real-time]
+    /// once still goes. [any thread, real-time]
     void Flush(MIDIEndpointRef endpoint) noexcept;
 
     /// Replaces who gets what. The receive thread may see the old table until Synchronise
@@ -64,11 +64,11 @@ public:
         const std::uint8_t* bytes,
         std::size_t length) noexcept;
 
-    /// [any, real-time]
+    /// [any thread, real-time]
     void Wake() noexcept;
 
     Counters& GetCounters() noexcept { return mCounters; }
-    /// Something that clients sent has not been handed on yet. [any, real-time]
+    /// Something that clients sent has not been handed on yet. [any thread, real-time]
     bool HasUnsent() const noexcept { return mPool.IsAnyTaken(); }
 
 private:

@@ -18,7 +18,7 @@ public:
             mNodes[index].next.store(index + 1 < Capacity ? index + 1 : kNone);
     }
 
-    /// Returns false where the queue is full. [any, real-time]
+    /// Returns false where the queue is full. [any thread, real-time]
     bool push(const Request& request) noexcept
     {
         const Index index = TryTakeNode();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 namespace midiservice {
 
@@ -496,8 +497,8 @@ OSStatus Service::FlushSource(MIDIEndpointRef source) noexcept
 DriverState Service::State(std::string& reason) const
 {
     const std::lock_guard lock(mStateMutex);
-    reason = mReason;
-    return mState;
+    reason = mShown.reason;
+    return mShown.state;
 }
 
 // ------------------------------------------------------------------ what the driver reports
@@ -512,8 +513,20 @@ void Service::OnEndpointsChanged(std::vector<EndpointFacts> present)
         ForgetAbsent();
         MarkAmbiguous();
         PublishRoutes();
+        isChanged |= ShowState();
     }
     Settle(isChanged);
+}
+
+// With the endpoints: who sees that the driver runs sees them too, and who is told of them sees
+// that it runs.
+//
+// True where clients are to be told of the state, also if no endpoint comes or goes with it.
+bool Service::ShowState()
+{
+    const std::lock_guard lock(mStateMutex);
+    mShown = mReported;
+    return std::exchange(mTold, mShown.state) != mShown.state;
 }
 
 bool Service::RemoveVanished(const std::vector<EndpointFacts>& present)
@@ -609,8 +622,9 @@ bool Service::AddAppeared(std::vector<EndpointFacts> present)
 void Service::OnStateChanged(DriverState state, std::string reason)
 {
     const std::lock_guard lock(mStateMutex);
-    mState = state;
-    mReason = std::move(reason);
+    mReported = {state, std::move(reason)};
+    if (state == DriverState::Waiting || mShown.state == DriverState::Running)
+        mShown = mReported;
 }
 
 void Service::OnReceived(PortKey port,

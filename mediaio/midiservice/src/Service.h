@@ -76,7 +76,7 @@ public:
     /// The name of a client or port.
     bool GetObjectName(MIDIObjectRef object, std::string& name) const;
 
-    /// [any, real-time]
+    /// [any thread, real-time]
     OSStatus Send(
         MIDIPortRef port, MIDIEndpointRef destination, const MIDIPacketList& packets) noexcept;
     OSStatus Received(
@@ -84,10 +84,11 @@ public:
 
     /// 0 is every destination.
     OSStatus Flush(MIDIEndpointRef destination);
-    /// [any, real-time]
+    /// [any thread, real-time]
     OSStatus FlushSource(MIDIEndpointRef source) noexcept;
 
     const char* DriverName() const noexcept { return mDriver->Name(); }
+    /// Running as soon as the endpoints are there too.
     DriverState State(std::string& reason) const;
     Counters& GetCounters() noexcept { return mReceiveThread.GetCounters(); }
     /// Something sent is still on its way out. [host, may block]
@@ -116,6 +117,11 @@ private:
         std::uint32_t ordinal = 0; // among endpoints of the same identity
         MIDIEndpointRef handle = 0;
         ReceiverList receivers;
+    };
+
+    struct Status {
+        DriverState state = DriverState::Waiting;
+        std::string reason;
     };
 
     using EndpointList = std::vector<std::unique_ptr<Endpoint>>;
@@ -158,6 +164,7 @@ private:
     void GiveID(Endpoint& newcomer);
     void MarkAmbiguous();
     void PublishRoutes();
+    bool ShowState();
     Endpoint* Find(MIDIEndpointRef endpoint) const;
     template <typename Visit> void ForEachEndpoint(Visit visit) const;
     EndpointList& ListOf(Direction direction);
@@ -179,8 +186,9 @@ private:
     EndpointList mDestinations;
 
     mutable std::mutex mStateMutex; // of its own, so that a driver may report at any time
-    DriverState mState = DriverState::Waiting;
-    std::string mReason;
+    Status mReported;               // by the driver
+    Status mShown;
+    DriverState mTold = DriverState::Waiting;
 };
 
 } // namespace midiservice

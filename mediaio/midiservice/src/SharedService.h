@@ -10,7 +10,7 @@ namespace midiservice {
 /// executable. [host, may block]
 Service& SharedService(const std::string& programName = {});
 
-/// The service if it runs, else null. [any, real-time]
+/// The service if it runs, else null. [any thread, real-time]
 Service* RunningService() noexcept;
 
 /// Ends it; the next use starts another. Nobody may be using it. [host, may block]

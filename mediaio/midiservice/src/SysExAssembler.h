@@ -17,7 +17,7 @@ constexpr std::uint8_t kFirstRealTime = 0xF8;
 constexpr std::uint8_t kFirstStatus = 0x80;
 
 /// How many of these bytes, at most kMaxPieceBytes, go into one piece so that no message is
-/// cut in two, where there is a message to respect. [any, real-time]
+/// cut in two, where there is a message to respect. [any thread, real-time]
 std::size_t PieceLength(const std::uint8_t* bytes, std::size_t length) noexcept;
 
 /// Receives the pieces, in order.

@@ -39,10 +39,10 @@ public:
     std::optional<HostTime> Deadline() const;
 
     /// False when the key's endpoint has gone, even if another is in its place.
-    /// [any, real-time]
+    /// [any thread, real-time]
     bool IsPresent(EndpointKey key) const noexcept;
 
-    /// 0 when no endpoint is known there. [any, real-time]
+    /// 0 when no endpoint is known there. [any thread, real-time]
     EndpointKey KeyOfSource(Address address) const noexcept;
 
     static Address AddressOf(EndpointKey key) noexcept

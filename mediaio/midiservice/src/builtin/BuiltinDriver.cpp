@@ -13,6 +13,7 @@ public:
     bool Start(DriverHost& host, const std::string& /*programName*/, bool /*mustRun*/) override
     {
         host.OnStateChanged(DriverState::Running, "endpoints of this program only");
+        host.OnEndpointsChanged({});
         return true;
     }
 

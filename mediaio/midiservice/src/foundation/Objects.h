@@ -24,7 +24,7 @@ public:
     FoundationObject& operator=(const FoundationObject&) = delete;
     virtual ~FoundationObject() = default;
 
-    /// [any]
+    /// [any thread]
     void Retain() const noexcept
     {
         if (mIsCounted)

@@ -12,6 +12,7 @@
 #include <thread>
 #include <utility>
 
+#include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -58,13 +59,35 @@ JackPortNames NamesOf(const jack_port_t* port)
     return names;
 }
 
-/// A thread of this process; false for 0.
+/// Of a thread of this process.
 bool IsAlive(pid_t thread) noexcept
 {
-    return thread != 0 && tgkill(getpid(), thread, 0) == 0;
+    return tgkill(getpid(), thread, 0) == 0;
 }
 
 } // namespace
+
+/// The client that libjack calls back. Closing a client cancels libjack's threads wherever they
+/// are. Within a callback that would leave the heap or a mutex of ours locked for ever, so while
+/// this lives it waits.
+class JackClient::Callback {
+public:
+    explicit Callback(void* client) noexcept
+        : mClient(static_cast<JackClient*>(client))
+    {
+        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &mBefore);
+    }
+    Callback(const Callback&) = delete;
+    Callback& operator=(const Callback&) = delete;
+    /// What has waited unwinds the thread from here.
+    ~Callback() noexcept(false) { pthread_setcancelstate(mBefore, nullptr); }
+
+    JackClient* operator->() const noexcept { return mClient; }
+
+private:
+    JackClient* mClient;
+    int mBefore = PTHREAD_CANCEL_ENABLE;
+};
 
 /// One run of the process callback.
 class JackClient::Cycle final : public JackCycle {
@@ -177,12 +200,14 @@ JackClient::JackClient(jack_client_t* client, DriverHost& host, JackListener& li
 // Callbacks use the client until it is closed, so nothing of ours goes, or changes, before.
 JackClient::~JackClient()
 {
-    // Where the server has died, libjack cancels its threads, wherever they are: within a callback
-    // of ours, or while they hold a mutex that closing then waits for, for ever. The one that told
-    // of the death ends by itself some milliseconds later.
-    const auto isBusy
-        = [this] { return mProcessGate.IsPassUnderWay() || IsAlive(mMessenger.load()); };
-    for (int attempt = 0; attempt < kGraphAttempts && isBusy(); ++attempt)
+    // The thread that tells of the server's death holds mutexes of libjack, for which closing would
+    // wait for ever if it cancelled that thread. It ends by itself some milliseconds later.
+    const bool isServerDead = !MayJackServerBeThere();
+    const auto isTelling = [this, isServerDead] {
+        const pid_t messenger = mMessenger.load();
+        return messenger != 0 ? IsAlive(messenger) : isServerDead;
+    };
+    for (int attempt = 0; attempt < kGraphAttempts && isTelling(); ++attempt)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     jack_client_close(mClient);
 }
@@ -193,30 +218,28 @@ bool JackClient::Activate()
     jack_set_process_callback(
         client,
         [](jack_nframes_t frames, void* self) {
-            static_cast<JackClient*>(self)->Process(frames);
+            Callback(self)->Process(frames);
             return 0;
         },
         this);
+    // JACK calls the one with more to tell, PipeWire only the plain one
+    jack_on_shutdown(
+        client, [](void* self) { Callback(self)->OnGone(); }, this);
     jack_on_info_shutdown(
-        client,
-        [](jack_status_t, const char*, void* self) { static_cast<JackClient*>(self)->OnGone(); },
-        this);
+        client, [](jack_status_t, const char*, void* self) { Callback(self)->OnGone(); }, this);
     jack_set_port_registration_callback(
         client,
         [](jack_port_id_t id, int isThere, void* self) {
-            static_cast<JackClient*>(self)->OnPort(id, isThere != 0);
+            Callback(self)->OnPort(id, isThere != 0);
         },
         this);
     jack_set_client_registration_callback(
         client,
-        [](const char*, int, void* self) {
-            static_cast<JackClient*>(self)->mListener.OnJackPortsChanged();
-        },
-        this);
+        [](const char*, int, void* self) { Callback(self)->mListener.OnJackPortsChanged(); }, this);
     jack_set_port_rename_callback(
         client,
         [](jack_port_id_t, const char* oldName, const char*, void* self) {
-            static_cast<JackClient*>(self)->OnRenamed(oldName);
+            Callback(self)->OnRenamed(oldName);
         },
         this);
     return jack_activate(client) == 0;

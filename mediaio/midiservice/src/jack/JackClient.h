@@ -86,10 +86,10 @@ public:
         return mOutbox.Put(place.index, place.serial, message);
     }
 
-    /// [any, real-time]
+    /// [any thread, real-time]
     bool HasUnsent() const noexcept { return mOutbox.HasUnsent(); }
 
-    /// The length of a cycle. [any, real-time]
+    /// The length of a cycle. [any thread, real-time]
     HostTime Period() const noexcept { return mPeriod.load(std::memory_order_relaxed); }
 
 private:
@@ -114,6 +114,7 @@ private:
         void* buffer = nullptr; // of this cycle; the process callback's
     };
 
+    class Callback;
     class Cycle;
 
     struct Closer {

@@ -47,7 +47,7 @@ public:
     /// number of messages dropped because they were flushed. [process callback, real-time]
     std::size_t Write(JackCycle& cycle) noexcept;
 
-    /// True until the cycle in which the last of it was written is over. [any, real-time]
+    /// True until the cycle in which the last of it was written is over. [any thread, real-time]
     bool HasUnsent() const noexcept { return mTaken.load() != mLeft.load(); }
 
 private:

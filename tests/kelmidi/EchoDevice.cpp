@@ -1,4 +1,4 @@
-#include "VirtualDevice.h"
+#include "EchoDevice.h"
 
 #include "mediaio/kelmidi/src/mac/PlatformStrings_MAC.h"
 
@@ -20,24 +20,24 @@ kelcore::utility::UTF16String IDOf(MIDIEndpointRef endpoint)
 
 } // namespace
 
-VirtualDevice::VirtualDevice(const char* name)
+EchoDevice::EchoDevice(const char* name)
 {
     const CFStringOwner platformName = KELtoMAC(kelcore::utility::UTF8to16(name));
     MIDIClientCreate(platformName.get(), nullptr, nullptr, &mClient);
     MIDISourceCreate(mClient, CFSTR("Keys"), &mSource);
-    MIDIDestinationCreate(mClient, CFSTR("Synth"), &VirtualDevice::Echo, this, &mDestination);
+    MIDIDestinationCreate(mClient, CFSTR("Synth"), &EchoDevice::Echo, this, &mDestination);
     mSourceID = IDOf(mSource);
     mDestinationID = IDOf(mDestination);
 }
 
-VirtualDevice::~VirtualDevice()
+EchoDevice::~EchoDevice()
 {
     MIDIEndpointDispose(mDestination);
     MIDIEndpointDispose(mSource);
     MIDIClientDispose(mClient);
 }
 
-void VirtualDevice::Send(const std::vector<unsigned char>& bytes) const
+void EchoDevice::Send(const std::vector<unsigned char>& bytes) const
 {
     for (std::size_t sent = 0; sent < bytes.size();) {
         MIDIPacketList list;
@@ -51,9 +51,9 @@ void VirtualDevice::Send(const std::vector<unsigned char>& bytes) const
     }
 }
 
-void VirtualDevice::Echo(const MIDIPacketList* packets, void* device, void*)
+void EchoDevice::Echo(const MIDIPacketList* packets, void* device, void*)
 {
-    MIDIReceived(static_cast<const VirtualDevice*>(device)->mSource, packets);
+    MIDIReceived(static_cast<const EchoDevice*>(device)->mSource, packets);
 }
 
 void UseBuiltinService()

@@ -1,6 +1,3 @@
-// What becomes of an endpoint's handle and connections when it goes and comes back faster
-// than clients are told, with a driver that does as it is told.
-
 #include "mediaio/midiservice/src/Service.h"
 
 #include <gtest/gtest.h>
@@ -8,9 +5,11 @@
 #include <set>
 #include <utility>
 
-namespace midiservice {
+namespace midiservice::test {
+
 namespace {
 
+/// Does as it is told.
 class ScriptedDriver final : public Driver {
 public:
     const char* Name() const noexcept override { return "scripted"; }
@@ -51,7 +50,58 @@ EndpointFacts Endpoint(EndpointKey key, const std::string& name)
 
 void Ignore(const MIDIPacketList*, void*, void*) {}
 
-class ReplugTest : public testing::Test {
+class ServiceTest : public testing::Test {
+protected:
+    void Show(std::vector<EndpointFacts> present)
+    {
+        mDriver->host->OnEndpointsChanged(std::move(present));
+    }
+
+    ScriptedDriver* mDriver = new ScriptedDriver;
+    Service mService{std::unique_ptr<Driver>(mDriver), "tests", true};
+};
+
+class ServiceStateTest : public ServiceTest {
+protected:
+    void Report(DriverState state, const std::string& reason)
+    {
+        mDriver->host->OnStateChanged(state, reason);
+    }
+
+    void ExpectState(DriverState state, const std::string& reason)
+    {
+        std::string shown;
+        EXPECT_EQ(mService.State(shown), state);
+        EXPECT_EQ(shown, reason);
+    }
+};
+
+TEST_F(ServiceStateTest, IsRunningOnceTheEndpointsAreThere)
+{
+    Report(DriverState::Waiting, "no server");
+    Report(DriverState::Running, "connected");
+    ExpectState(DriverState::Waiting, "no server");
+
+    Show({Endpoint(1, "A")});
+
+    ExpectState(DriverState::Running, "connected");
+}
+
+TEST_F(ServiceStateTest, IsWaitingAtOnceWhenTheDriverIs)
+{
+    Report(DriverState::Running, "connected");
+    Show({Endpoint(1, "A")});
+    Report(DriverState::Waiting, "the server has stopped");
+    ExpectState(DriverState::Waiting, "the server has stopped");
+
+    Show({});
+
+    ExpectState(DriverState::Waiting, "the server has stopped");
+}
+
+/// An endpoint that goes and comes back faster than clients are told: what becomes of its handle
+/// and its connections.
+class ServiceReplugTest : public ServiceTest {
 protected:
     void SetUp() override
     {
@@ -61,19 +111,12 @@ protected:
         mSource = mService.GetEndpoint(Direction::Source, 0);
     }
 
-    void Show(std::vector<EndpointFacts> present)
-    {
-        mDriver->host->OnEndpointsChanged(std::move(present));
-    }
-
-    ScriptedDriver* mDriver = new ScriptedDriver;
-    Service mService{std::unique_ptr<Driver>(mDriver), "tests", true};
     MIDIClientRef mClient = 0;
     MIDIPortRef mPort = 0;
     MIDIEndpointRef mSource = 0;
 };
 
-TEST_F(ReplugTest, ConnectsAgainWhatWasConnected)
+TEST_F(ServiceReplugTest, ConnectsAgainWhatWasConnected)
 {
     mService.ConnectSource(mPort, mSource, nullptr);
 
@@ -85,7 +128,7 @@ TEST_F(ReplugTest, ConnectsAgainWhatWasConnected)
     EXPECT_EQ(mService.GetEndpoint(Direction::Source, 0), mSource);
 }
 
-TEST_F(ReplugTest, ConnectsAgainWhatWentAndCameBetweenTwoReports)
+TEST_F(ServiceReplugTest, ConnectsAgainWhatWentAndCameBetweenTwoReports)
 {
     mService.ConnectSource(mPort, mSource, nullptr);
 
@@ -94,7 +137,7 @@ TEST_F(ReplugTest, ConnectsAgainWhatWentAndCameBetweenTwoReports)
     EXPECT_EQ(mDriver->connections, (std::set<std::pair<PortKey, EndpointKey>>{{mPort, 2}}));
 }
 
-TEST_F(ReplugTest, DoesNotConnectWhatWasDisconnectedMeanwhile)
+TEST_F(ServiceReplugTest, DoesNotConnectWhatWasDisconnectedMeanwhile)
 {
     mService.ConnectSource(mPort, mSource, nullptr);
     Show({});
@@ -105,7 +148,7 @@ TEST_F(ReplugTest, DoesNotConnectWhatWasDisconnectedMeanwhile)
     EXPECT_TRUE(mDriver->connections.empty());
 }
 
-TEST_F(ReplugTest, DoesNotConnectForAPortThatHasGone)
+TEST_F(ServiceReplugTest, DoesNotConnectForAPortThatHasGone)
 {
     mService.ConnectSource(mPort, mSource, nullptr);
     Show({});
@@ -116,7 +159,7 @@ TEST_F(ReplugTest, DoesNotConnectForAPortThatHasGone)
     EXPECT_TRUE(mDriver->connections.empty());
 }
 
-TEST_F(ReplugTest, RefusesTheHandleWhileTheEndpointIsAway)
+TEST_F(ServiceReplugTest, RefusesTheHandleWhileTheEndpointIsAway)
 {
     Show({});
 
@@ -127,7 +170,7 @@ TEST_F(ReplugTest, RefusesTheHandleWhileTheEndpointIsAway)
     EXPECT_FALSE(mService.GetEndpointInfo(mSource, info));
 }
 
-TEST_F(ReplugTest, GivesAnotherEndpointAnotherHandle)
+TEST_F(ServiceReplugTest, GivesAnotherEndpointAnotherHandle)
 {
     Show({});
     Show({Endpoint(2, "B")});
@@ -135,7 +178,7 @@ TEST_F(ReplugTest, GivesAnotherEndpointAnotherHandle)
     EXPECT_NE(mService.GetEndpoint(Direction::Source, 0), mSource);
 }
 
-TEST_F(ReplugTest, DoesNotKeepWhatHasGoneForEver)
+TEST_F(ServiceReplugTest, DoesNotKeepWhatHasGoneForEver)
 {
     for (EndpointKey key = 2; key < 9000; ++key)
         Show({Endpoint(key, "Program " + std::to_string(key))});
@@ -144,4 +187,5 @@ TEST_F(ReplugTest, DoesNotKeepWhatHasGoneForEver)
 }
 
 } // namespace
-} // namespace midiservice
+
+} // namespace midiservice::test

@@ -11,12 +11,12 @@
 namespace kelmidi::tests {
 
 /// A client with one source, and one destination whatever arrives at which leaves the source again.
-class VirtualDevice {
+class EchoDevice {
 public:
-    explicit VirtualDevice(const char* name);
-    ~VirtualDevice();
-    VirtualDevice(const VirtualDevice&) = delete;
-    VirtualDevice& operator=(const VirtualDevice&) = delete;
+    explicit EchoDevice(const char* name);
+    ~EchoDevice();
+    EchoDevice(const EchoDevice&) = delete;
+    EchoDevice& operator=(const EchoDevice&) = delete;
 
     /// Sends one packet, or several where there are more than 256 bytes, from the source.
     void Send(const std::vector<unsigned char>& bytes) const;

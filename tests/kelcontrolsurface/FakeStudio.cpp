@@ -1,4 +1,4 @@
-#include "FakeMidi.h"
+#include "FakeStudio.h"
 
 #include "mediaio/kelmidi/src/MidiPortEnumerator.h"
 

@@ -1,12 +1,12 @@
-// A real JACK server of our own, without hardware, and JACK clients to talk to it: each in a
-// process of its own, as users have them. (Two clients in one process share memory that libjack
-// guards in ways that the thread sanitizer cannot see.)
+// JACK clients to talk to, each in a process of its own, as users have them. (Two clients in one
+// process share memory that libjack guards in ways that the thread sanitizer cannot see.)
 
 #pragma once
 
 #include "tests/midiservice/Worlds.h"
+#include "tests/support/JackServer.h"
 
-#include <atomic>
+#include <cstdio>
 #include <string>
 #include <thread>
 
@@ -14,49 +14,7 @@
 
 namespace midiservice::test {
 
-class JackServer {
-public:
-    /// False where jackd is not installed.
-    static bool IsInstalled();
-
-    /// A synchronous server waits for clients that are late, as they are on a busy machine,
-    /// where an asynchronous one drops what they would have received. But clients that are
-    /// connected in a circle hold it up for seconds.
-    enum class Mode { Synchronous, Asynchronous };
-
-    /// Nothing is started yet. JACK clients made while this object lives look for this server.
-    explicit JackServer(Mode mode);
-    JackServer(const JackServer&) = delete;
-    JackServer& operator=(const JackServer&) = delete;
-    ~JackServer();
-
-    /// Returns when clients can connect.
-    void Start();
-    /// Asks it to end, and waits.
-    void Stop();
-    /// SIGKILL.
-    void Kill();
-
-private:
-    void End(int signal);
-
-    /// Waits until no other test has a server.
-    class Turn {
-    public:
-        Turn();
-        Turn(const Turn&) = delete;
-        Turn& operator=(const Turn&) = delete;
-        ~Turn();
-
-    private:
-        int mLock;
-    };
-
-    const Mode mMode;
-    Turn mTurn;
-    ScopedVariable mVariable;
-    pid_t mProcess = 0;
-};
+using korva::tests::JackServer;
 
 /// JackProgram with its standard input and output in our hands.
 class JackProgram {

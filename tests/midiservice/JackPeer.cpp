@@ -1,118 +1,15 @@
-#include "tests/midiservice/JackServer.h"
+#include "tests/midiservice/JackPeer.h"
 
-#include "mediaio/midiservice/src/jack/JackProbe.h"
+#include "tests/support/Spawn.h"
 
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <sstream>
+#include <utility>
 
 #include <fcntl.h>
-#include <sys/file.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace midiservice::test {
-
-namespace {
-
-const std::string kName = "korvatest";
-
-/// Ends with us, however we end.
-pid_t Spawn(const std::vector<std::string>& arguments, int input, int output)
-{
-    std::vector<char*> pointers;
-    for (const std::string& argument : arguments)
-        pointers.push_back(const_cast<char*>(argument.c_str()));
-    pointers.push_back(nullptr);
-    const pid_t process = fork();
-    if (process == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        dup2(input, STDIN_FILENO);
-        dup2(output, STDOUT_FILENO);
-        dup2(open("/dev/null", O_RDWR | O_CLOEXEC), STDERR_FILENO);
-        execvp(pointers[0], pointers.data());
-        _exit(127);
-    }
-    return process;
-}
-
-} // namespace
-
-bool JackServer::IsInstalled()
-{
-    const std::string path = std::getenv("PATH") != nullptr ? std::getenv("PATH") : "";
-    for (std::size_t start = 0; start <= path.size();) {
-        const auto end = std::min(path.find(':', start), path.size());
-        if (access((path.substr(start, end - start) + "/jackd").c_str(), X_OK) == 0)
-            return true;
-        start = end + 1;
-    }
-    return false;
-}
-
-// JACK's servers of one user share files that each clears away when it ends, and it has places
-// for eight names only, of which one that was killed keeps its own. So there is one server of
-// tests at a time, of one name.
-JackServer::Turn::Turn()
-    : mLock(open((std::filesystem::temp_directory_path() / "korva-jack-test.lock").c_str(),
-        O_RDWR | O_CREAT | O_CLOEXEC,
-        0666))
-{
-    EXPECT_EQ(flock(mLock, LOCK_EX), 0);
-}
-
-JackServer::Turn::~Turn()
-{
-    close(mLock);
-}
-
-JackServer::JackServer(Mode mode)
-    : mMode(mode)
-    , mVariable("JACK_DEFAULT_SERVER", kName)
-{
-}
-
-JackServer::~JackServer()
-{
-    Stop();
-}
-
-void JackServer::Start()
-{
-    std::vector<std::string> arguments{"jackd", "-n", kName, "-r", "-p", "256"};
-    if (mMode == Mode::Synchronous)
-        arguments.insert(arguments.end(), {"-S", "-t", "200"});
-    arguments.insert(arguments.end(), {"-d", "dummy", "-r", "48000", "-p", "128"});
-    const int silence = open("/dev/null", O_RDWR | O_CLOEXEC);
-    mProcess = Spawn(arguments, silence, silence);
-    close(silence);
-    ASSERT_GT(mProcess, 0);
-    const auto end = std::chrono::steady_clock::now() + kDeadline;
-    while (!MayJackServerBeThere() && std::chrono::steady_clock::now() < end)
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    ASSERT_TRUE(MayJackServerBeThere()) << "jackd does not answer";
-}
-
-void JackServer::Stop()
-{
-    End(SIGTERM);
-}
-void JackServer::Kill()
-{
-    End(SIGKILL);
-}
-
-void JackServer::End(int signal)
-{
-    if (mProcess == 0)
-        return;
-    kill(mProcess, signal);
-    waitpid(mProcess, nullptr, 0);
-    mProcess = 0;
-}
 
 JackProgram::JackProgram(const std::string& mode, const std::string& name)
 {
@@ -120,7 +17,9 @@ JackProgram::JackProgram(const std::string& mode, const std::string& name)
     int output[2];
     EXPECT_EQ(pipe2(input, O_CLOEXEC), 0);
     EXPECT_EQ(pipe2(output, O_CLOEXEC), 0);
-    mProcess = Spawn({KORVA_JACK_PROGRAM, mode, name}, input[0], output[1]);
+    const int silence = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    mProcess = korva::tests::Spawn({KORVA_JACK_PROGRAM, mode, name}, input[0], output[1], silence);
+    close(silence);
     close(input[0]);
     close(output[1]);
     mInput = fdopen(input[1], "w");
@@ -139,11 +38,8 @@ JackProgram::~JackProgram()
 
 void JackProgram::Terminate()
 {
-    if (mProcess == 0)
-        return;
-    kill(mProcess, SIGTERM);
-    waitpid(mProcess, nullptr, 0);
-    mProcess = 0;
+    if (mProcess != 0)
+        korva::tests::End(std::exchange(mProcess, 0), SIGTERM);
 }
 
 void JackProgram::Write(const std::string& line)
