@@ -1,7 +1,7 @@
 // The MIDI service alone: from MIDISend to the read callback inside the process, beside a plain
 // queue and thread, and through a JACK server and back, beside a client that uses libjack itself.
 
-#include "tests/midiservice/JackServer.h"
+#include "tests/midiservice/JackPeer.h"
 
 #include <benchmark/benchmark.h>
 #include <boost/lockfree/spsc_queue.hpp>
@@ -24,13 +24,13 @@
 
 namespace {
 
+using korva::tests::JackServer;
 using midiservice::HostTime;
 using midiservice::Now;
 using midiservice::test::Bytes;
 using midiservice::test::FindDestination;
 using midiservice::test::FindSource;
 using midiservice::test::JackLoop;
-using midiservice::test::JackServer;
 using midiservice::test::Packets;
 using midiservice::test::ScopedService;
 
@@ -406,7 +406,7 @@ void JackRoundTrip(benchmark::State& state)
         state.SkipWithError("jackd is not installed");
         return;
     }
-    JackServer server(JackServer::Mode::Asynchronous);
+    JackServer server;
     server.Start();
     const JackLoop loop("LOOP");
     const JackLoop plainLoop("PLAINLOOP");

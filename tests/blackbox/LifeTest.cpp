@@ -144,106 +144,147 @@ TEST_F(Life, LeavesNothingBehindInAnUnloadedBundle)
     EXPECT_EQ(Enter(Host::BasicSuite()), kErrorBadParameter); // knows of no earlier entry
 }
 
-TEST_F(Life, GoesFromEntryToUnloadingInOrder)
+/// The stages of a run, in their order.
+class LifeInOrder : public Life {
+protected:
+    void StartUp()
+    {
+        ASSERT_EQ(mFuncs.Startup(), kSuccess);
+        EXPECT_THAT(mHost.TakeLog(),
+            ElementsAre("acquire KORVASDK StringSuite 1", "acquire QX Suites Suite 2",
+                "allocate list null null",
+                "add to list: null KORVASDK ControlSurfacePlugin Suite 1/1",
+                "add to list: null KORVASDK ControlSurface Internal Suite 1/1",
+                "add to list: null KORVASDK ControlSurface Suite 1/1",
+                "add to list: null KORVASDK ControlSurface Suite 2/2",
+                "add to list: null KORVASDK ControlSurface Transport Suite 1/1",
+                "add to list: null KORVASDK ControlSurface SMPTE Suite 1/1"));
+        EXPECT_EQ(mHost.RegisteredTable(kKORVASDKControlSurfaceSuite, 1),
+            mHost.RegisteredTable(kKORVASDKControlSurfaceSuite, 2));
+        QXSuiteList* suiteList = nullptr;
+        EXPECT_EQ(mFuncs.GetSuiteList(&suiteList), kSuccess);
+        EXPECT_NE(suiteList, nullptr);
+    }
+
+    void CreateInstance()
+    {
+        ASSERT_EQ(mFuncs.CreatePluginInstance(&mPlugin), kSuccess);
+        EXPECT_EQ(Suite().GetPluginID(mPlugin, &mString), kSuccess);
+        EXPECT_EQ(mString.text, u"Korva.ControlSurfacePlugIn.MMC");
+        EXPECT_EQ(Suite().GetPluginDisplayString(mPlugin, &mString), kSuccess);
+        EXPECT_EQ(mString.text, u"MIDI Machine Control");
+        std::uint8_t hasDialog = 0;
+        EXPECT_EQ(Suite().HasConfigurationDialog(mPlugin, &hasDialog), kSuccess);
+        EXPECT_EQ(hasDialog, 1);
+        EXPECT_EQ(Suite().Suspend(mPlugin), kErrorNotImplemented);
+        EXPECT_EQ(Suite().Resume(mPlugin), kErrorNotImplemented);
+        EXPECT_THAT(mHost.TakeLog(), IsEmpty());
+    }
+
+    void GiveSettings()
+    {
+        const std::u16string settings = Settings(true);
+        mString.text = settings;
+        EXPECT_EQ(Suite().SetPluginSettings(mPlugin, &mString), kSuccess);
+        EXPECT_THAT(mHost.TakeLog(),
+            ElementsAre(
+                "copy string into 0", "copy string into " + std::to_string(settings.size())));
+        EXPECT_EQ(Suite().GetPluginSettings(mPlugin, &mString), kSuccess);
+        EXPECT_EQ(mString.text, settings);
+    }
+
+    void Connect()
+    {
+        ASSERT_EQ(Suite().Connect(mPlugin, mHost.Ref(), &mSurface), kSuccess);
+        EXPECT_THAT(mHost.TakeLog(),
+            ElementsAre("acquire KORVASDK ControlSurfaceHost Suite 1",
+                "acquire KORVASDK StringSuite 1",
+                "acquire KORVASDK ControlSurfaceHost Transport Suite 1", "transport of host",
+                "acquire KORVASDK ControlSurfaceHost Internal Suite 1", "smpte of host",
+                "acquire KORVASDK ControlSurfaceHost SMPTE Suite 1", "active smpte 1"));
+    }
+
+    void ObeyMMC()
+    {
+        mDevice->Send(kPlay);
+        EXPECT_THAT(mHost.WaitForLog(1), ElementsAre("play transport"));
+        mDevice->Send({kRewind, kStop, kLocate});
+        EXPECT_THAT(mHost.WaitForLog(4),
+            ElementsAre("start rewind transport", "stop rewind transport", "stop transport",
+                "locate smpte 3 1 2 3 4 0"));
+    }
+
+    void TakeNotices()
+    {
+        const auto& surfaceSuite
+            = mHost.Registered<KORVASDK_ControlSurfaceSuite>(kKORVASDKControlSurfaceSuite, 2);
+        EXPECT_EQ(surfaceSuite.GetConfigIdentifier(mSurface, &mString), kSuccess);
+        EXPECT_EQ(mString.text, u"KorvaMIDI");
+        KORVASDK_ControlSurfaceTransport* transport = nullptr;
+        ASSERT_EQ(surfaceSuite.GetTransportRef(mSurface, &transport), kSuccess);
+        const auto& transportSuite = mHost.Registered<KORVASDK_ControlSurfaceTransportSuite>(
+            kKORVASDKControlSurfaceTransportSuite);
+        EXPECT_EQ(transportSuite.SetPlayState(transport, 1), kSuccess);
+        EXPECT_EQ(transportSuite.SetStopState(transport, 1), kErrorNotImplemented);
+    }
+
+    void SendMTC()
+    {
+        const auto& internalSuite = mHost.Registered<KORVASDK_ControlSurfaceInternalSuite>(
+            kKORVASDKControlSurfaceInternalSuite);
+        KORVASDK_ControlSurfaceSMPTE* smpte = nullptr;
+        ASSERT_EQ(internalSuite.GetSMPTERef(mSurface, &smpte), kSuccess);
+        const auto& smpteSuite = mHost.Registered<KORVASDK_ControlSurfaceSMPTESuite>(
+            kKORVASDKControlSurfaceSMPTESuite);
+        EXPECT_EQ(smpteSuite.GotoSMPTETime(smpte, 3, 1, 2, 3, 4, 0), kSuccess);
+        EXPECT_EQ(smpteSuite.TransmitFullFrame(smpte, 0, 1.0F, 25, 0, 1, 2, 3, 4), kSuccess);
+        EXPECT_THAT(mDevice->WaitForPackets(5),
+            ElementsAre(Bytes{0xF0, 0x7F, 0x7F, 0x01, 0x01, 0x21, 0x02, 0x03, 0x04, 0xF7},
+                Bytes{0xF1, 0x04}, Bytes{0xF1, 0x10}, Bytes{0xF1, 0x23}, Bytes{0xF1, 0x30}));
+        EXPECT_EQ(smpteSuite.GotoSMPTETime(nullptr, 3, 1, 2, 3, 4, 0), kErrorBadParameter);
+        EXPECT_THAT(mHost.TakeLog(), IsEmpty());
+    }
+
+    // What the surface took stays taken, and so does the suites suite.
+    void End()
+    {
+        EXPECT_EQ(Suite().Disconnect(mPlugin), kSuccess);
+        mDevice->Send(kPlay); // heard by nobody
+        EXPECT_EQ(mFuncs.DeletePluginInstance(mPlugin), kSuccess);
+        EXPECT_EQ(mFuncs.DeletePluginInstance(nullptr), kSuccess);
+        EXPECT_THAT(mHost.TakeLog(), IsEmpty());
+        EXPECT_EQ(mFuncs.Shutdown(), kSuccess);
+        EXPECT_THAT(mHost.TakeLog(), ElementsAre("free list", "release KORVASDK StringSuite 1"));
+        EXPECT_THAT(mHost.AllUses(),
+            UnorderedElementsAre(Pair("QX Suites Suite", 1), Pair("KORVASDK StringSuite", 1),
+                Pair("KORVASDK ControlSurfaceHost Suite", 1),
+                Pair("KORVASDK ControlSurfaceHost Transport Suite", 1),
+                Pair("KORVASDK ControlSurfaceHost SMPTE Suite", 1),
+                Pair("KORVASDK ControlSurfaceHost Internal Suite", 1)));
+    }
+
+private:
+    const KORVASDK_ControlSurfacePluginSuite& Suite()
+    {
+        return mHost.Registered<KORVASDK_ControlSurfacePluginSuite>(
+            kKORVASDKControlSurfacePluginSuite);
+    }
+
+    KORVASDK_String mString;
+};
+
+TEST_F(LifeInOrder, GoesFromEntryToUnloading)
 {
     ASSERT_EQ(Enter(Host::BasicSuite()), kSuccess);
     EXPECT_THAT(mHost.TakeLog(), IsEmpty());
-
-    // Start-up.
-    ASSERT_EQ(mFuncs.Startup(), kSuccess);
-    EXPECT_THAT(mHost.TakeLog(),
-        ElementsAre("acquire KORVASDK StringSuite 1", "acquire QX Suites Suite 2",
-            "allocate list null null", "add to list: null KORVASDK ControlSurfacePlugin Suite 1/1",
-            "add to list: null KORVASDK ControlSurface Internal Suite 1/1",
-            "add to list: null KORVASDK ControlSurface Suite 1/1",
-            "add to list: null KORVASDK ControlSurface Suite 2/2",
-            "add to list: null KORVASDK ControlSurface Transport Suite 1/1",
-            "add to list: null KORVASDK ControlSurface SMPTE Suite 1/1"));
-    EXPECT_EQ(mHost.RegisteredTable(kKORVASDKControlSurfaceSuite, 1),
-        mHost.RegisteredTable(kKORVASDKControlSurfaceSuite, 2));
-    QXSuiteList* suiteList = nullptr;
-    EXPECT_EQ(mFuncs.GetSuiteList(&suiteList), kSuccess);
-    EXPECT_NE(suiteList, nullptr);
-
-    // An instance and its settings.
-    const auto& suite
-        = mHost.Registered<KORVASDK_ControlSurfacePluginSuite>(kKORVASDKControlSurfacePluginSuite);
-    ASSERT_EQ(mFuncs.CreatePluginInstance(&mPlugin), kSuccess);
-    KORVASDK_String string;
-    EXPECT_EQ(suite.GetPluginID(mPlugin, &string), kSuccess);
-    EXPECT_EQ(string.text, u"Korva.ControlSurfacePlugIn.MMC");
-    EXPECT_EQ(suite.GetPluginDisplayString(mPlugin, &string), kSuccess);
-    EXPECT_EQ(string.text, u"MIDI Machine Control");
-    std::uint8_t hasDialog = 0;
-    EXPECT_EQ(suite.HasConfigurationDialog(mPlugin, &hasDialog), kSuccess);
-    EXPECT_EQ(hasDialog, 1);
-    EXPECT_EQ(suite.Suspend(mPlugin), kErrorNotImplemented);
-    EXPECT_EQ(suite.Resume(mPlugin), kErrorNotImplemented);
-
-    const std::u16string settings = Settings(true);
-    string.text = settings;
-    EXPECT_EQ(suite.SetPluginSettings(mPlugin, &string), kSuccess);
-    EXPECT_THAT(mHost.TakeLog(),
-        ElementsAre("copy string into 0", "copy string into " + std::to_string(settings.size())));
-    EXPECT_EQ(suite.GetPluginSettings(mPlugin, &string), kSuccess);
-    EXPECT_EQ(string.text, settings);
-
-    // Connection.
-    ASSERT_EQ(suite.Connect(mPlugin, mHost.Ref(), &mSurface), kSuccess);
-    EXPECT_THAT(mHost.TakeLog(),
-        ElementsAre("acquire KORVASDK ControlSurfaceHost Suite 1", "acquire KORVASDK StringSuite 1",
-            "acquire KORVASDK ControlSurfaceHost Transport Suite 1", "transport of host",
-            "acquire KORVASDK ControlSurfaceHost Internal Suite 1", "smpte of host",
-            "acquire KORVASDK ControlSurfaceHost SMPTE Suite 1", "active smpte 1"));
-
-    // MIDI in.
-    mDevice->Send(kPlay);
-    EXPECT_THAT(mHost.WaitForLog(1), ElementsAre("play transport"));
-    mDevice->Send({kRewind, kStop, kLocate});
-    EXPECT_THAT(mHost.WaitForLog(4),
-        ElementsAre("start rewind transport", "stop rewind transport", "stop transport",
-            "locate smpte 3 1 2 3 4 0"));
-
-    // The surface's own suites, and MTC out.
-    const auto& surfaceSuite
-        = mHost.Registered<KORVASDK_ControlSurfaceSuite>(kKORVASDKControlSurfaceSuite, 2);
-    EXPECT_EQ(surfaceSuite.GetConfigIdentifier(mSurface, &string), kSuccess);
-    EXPECT_EQ(string.text, u"KorvaMIDI");
-    KORVASDK_ControlSurfaceTransport* transport = nullptr;
-    ASSERT_EQ(surfaceSuite.GetTransportRef(mSurface, &transport), kSuccess);
-    const auto& transportSuite = mHost.Registered<KORVASDK_ControlSurfaceTransportSuite>(
-        kKORVASDKControlSurfaceTransportSuite);
-    EXPECT_EQ(transportSuite.SetPlayState(transport, 1), kSuccess);
-    EXPECT_EQ(transportSuite.SetStopState(transport, 1), kErrorNotImplemented);
-    KORVASDK_ControlSurfaceSMPTE* smpte = nullptr;
-    ASSERT_EQ(
-        mHost.Registered<KORVASDK_ControlSurfaceInternalSuite>(kKORVASDKControlSurfaceInternalSuite)
-            .GetSMPTERef(mSurface, &smpte),
-        kSuccess);
-    const auto& smpteSuite
-        = mHost.Registered<KORVASDK_ControlSurfaceSMPTESuite>(kKORVASDKControlSurfaceSMPTESuite);
-    EXPECT_EQ(smpteSuite.GotoSMPTETime(smpte, 3, 1, 2, 3, 4, 0), kSuccess);
-    EXPECT_EQ(smpteSuite.TransmitFullFrame(smpte, 0, 1.0F, 25, 0, 1, 2, 3, 4), kSuccess);
-    EXPECT_THAT(mDevice->WaitForPackets(5),
-        ElementsAre(Bytes{0xF0, 0x7F, 0x7F, 0x01, 0x01, 0x21, 0x02, 0x03, 0x04, 0xF7},
-            Bytes{0xF1, 0x04}, Bytes{0xF1, 0x10}, Bytes{0xF1, 0x23}, Bytes{0xF1, 0x30}));
-    EXPECT_EQ(smpteSuite.GotoSMPTETime(nullptr, 3, 1, 2, 3, 4, 0), kErrorBadParameter);
-    EXPECT_THAT(mHost.TakeLog(), IsEmpty());
-
-    // The end. What the surface took stays taken, and so does the suites suite.
-    EXPECT_EQ(suite.Disconnect(mPlugin), kSuccess);
-    mDevice->Send(kPlay); // heard by nobody
-    EXPECT_EQ(mFuncs.DeletePluginInstance(mPlugin), kSuccess);
-    EXPECT_EQ(mFuncs.DeletePluginInstance(nullptr), kSuccess);
-    EXPECT_THAT(mHost.TakeLog(), IsEmpty());
-    EXPECT_EQ(mFuncs.Shutdown(), kSuccess);
-    EXPECT_THAT(mHost.TakeLog(), ElementsAre("free list", "release KORVASDK StringSuite 1"));
-    EXPECT_THAT(mHost.AllUses(),
-        UnorderedElementsAre(Pair("QX Suites Suite", 1), Pair("KORVASDK StringSuite", 1),
-            Pair("KORVASDK ControlSurfaceHost Suite", 1),
-            Pair("KORVASDK ControlSurfaceHost Transport Suite", 1),
-            Pair("KORVASDK ControlSurfaceHost SMPTE Suite", 1),
-            Pair("KORVASDK ControlSurfaceHost Internal Suite", 1)));
+    ASSERT_NO_FATAL_FAILURE(StartUp());
+    ASSERT_NO_FATAL_FAILURE(CreateInstance());
+    ASSERT_NO_FATAL_FAILURE(GiveSettings());
+    ASSERT_NO_FATAL_FAILURE(Connect());
+    ASSERT_NO_FATAL_FAILURE(ObeyMMC());
+    ASSERT_NO_FATAL_FAILURE(TakeNotices());
+    ASSERT_NO_FATAL_FAILURE(SendMTC());
+    ASSERT_NO_FATAL_FAILURE(End());
     EXPECT_TRUE(mBundle->Unload());
 }
 

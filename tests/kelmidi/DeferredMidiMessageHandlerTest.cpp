@@ -415,6 +415,32 @@ TEST_F(DeferredMidiMessageHandlerTest, LosesNoWakeUpWhileMessagesAndPassesRace)
     mHandler->RemoveListener(&listener);
 }
 
+/// Calls a function for each message.
+class Checker : public MidiListener {
+public:
+    explicit Checker(boost::function<void(const MidiMessage&)> check)
+        : mCheck(std::move(check))
+    {
+    }
+    bool HandleMidiMessage(const MidiMessage& message, unsigned int) override
+    {
+        mCheck(message);
+        return true;
+    }
+
+private:
+    boost::function<void(const MidiMessage&)> mCheck;
+};
+
+/// Of 256 bytes that all are the end of the time stamp.
+bool IsWhole(const MidiMessage& message)
+{
+    const unsigned char* bytes = message.data.bytes;
+    return message.data.length == kMaxMidiDataLength
+        && std::all_of(bytes, bytes + message.data.length,
+            [&](unsigned char byte) { return byte == (message.timeStamp & 0xFF); });
+}
+
 TEST_F(DeferredMidiMessageHandlerTest, GivesASlowListenerOnlyWholeMessagesFromAProducerThatLapsIt)
 {
     mHandler = std::make_unique<DeferredMidiMessageHandler>(kPortTag);
@@ -424,34 +450,12 @@ TEST_F(DeferredMidiMessageHandlerTest, GivesASlowListenerOnlyWholeMessagesFromAP
     std::atomic<std::size_t> count{0};
     Signal all;
     constexpr std::uint32_t kMessages = 20000;
-
-    class Checker : public MidiListener {
-    public:
-        explicit Checker(boost::function<void(const MidiMessage&)> check)
-            : mCheck(std::move(check))
-        {
-        }
-        bool HandleMidiMessage(const MidiMessage& message, unsigned int) override
-        {
-            mCheck(message);
-            return true;
-        }
-
-    private:
-        boost::function<void(const MidiMessage&)> mCheck;
-    };
-    const auto isWhole = [](const MidiMessage& message) {
-        const unsigned char* bytes = message.data.bytes;
-        return message.data.length == kMaxMidiDataLength
-            && std::all_of(bytes, bytes + message.data.length,
-                [&](unsigned char byte) { return byte == (message.timeStamp & 0xFF); });
-    };
     Checker listener([&](const MidiMessage& message) {
-        broken += isWhole(message) ? 0 : 1;
+        broken += IsWhole(message) ? 0 : 1;
         if (count == 0) {
             first.Set();
             EXPECT_TRUE(lapped.Wait());
-            broken += isWhole(message) ? 0 : 1;
+            broken += IsWhole(message) ? 0 : 1;
         }
         if (++count == kMessages) {
             all.Set();

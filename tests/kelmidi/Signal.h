@@ -17,12 +17,6 @@ public:
         mChanged.notify_all();
     }
 
-    bool IsSet()
-    {
-        const std::lock_guard<std::mutex> lock(mMutex);
-        return mSet;
-    }
-
     /// Returns false where the deadline passed first.
     bool Wait(std::chrono::milliseconds deadline = std::chrono::seconds(30))
     {

@@ -17,7 +17,6 @@ using testing::DoAll;
 using testing::NotNull;
 using testing::Return;
 using testing::SetArgPointee;
-using testing::StrictMock;
 using testing::Throw;
 
 constexpr KORVASDK_Result kOwnResult = 0x12345678;
@@ -36,22 +35,8 @@ public:
     MOCK_METHOD(KORVASDK_Result, Update, (), (override));
 };
 
-class ControlSurfaceBaseSuite : public testing::Test {
-protected:
-    ControlSurfaceBaseSuite()
-    {
-        ControlSurfaceBase::RegisterSuite(mSuitesSuite.Suite(), mSuitesSuite.List());
-    }
-
-    const KORVASDK_ControlSurfaceSuite& Table()
-    {
-        return mSuitesSuite.FirstTable<KORVASDK_ControlSurfaceSuite>();
-    }
-    KORVASDK_ControlSurface* Handle() { return ToHandle(&mSurface); }
-
-    RecordingSuitesSuite mSuitesSuite;
-    StrictMock<MockSurface> mSurface;
-};
+using ControlSurfaceBaseSuite
+    = RegisteredSuite<ControlSurfaceBase, MockSurface, KORVASDK_ControlSurfaceSuite>;
 
 } // namespace
 

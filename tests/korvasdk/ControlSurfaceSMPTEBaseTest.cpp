@@ -15,7 +15,6 @@ namespace {
 
 using korva::tests::VirtualSlot;
 using testing::Return;
-using testing::StrictMock;
 using testing::Throw;
 
 constexpr KORVASDK_Result kOwnResult = 0x12345678;
@@ -41,39 +40,19 @@ public:
         (override));
 };
 
-class ControlSurfaceSMPTEBaseSuite : public testing::Test {
-protected:
-    ControlSurfaceSMPTEBaseSuite()
-    {
-        ControlSurfaceSMPTEBase::RegisterSuite(mSuitesSuite.Suite(), mSuitesSuite.List());
-    }
-
-    const KORVASDK_ControlSurfaceSMPTESuite& Table()
-    {
-        return mSuitesSuite.FirstTable<KORVASDK_ControlSurfaceSMPTESuite>();
-    }
-    KORVASDK_ControlSurfaceSMPTE* Handle() { return ToHandle(&mSMPTE); }
-
-    RecordingSuitesSuite mSuitesSuite;
-    StrictMock<MockSMPTE> mSMPTE;
-};
+using ControlSurfaceSMPTEBaseSuite
+    = RegisteredSuite<ControlSurfaceSMPTEBase, MockSMPTE, KORVASDK_ControlSurfaceSMPTESuite>;
 
 } // namespace
 
 TEST_F(ControlSurfaceSMPTEBaseSuite, IsRegisteredOnceAsVersion1)
 {
-    ASSERT_EQ(mSuitesSuite.Registrations().size(), 1U);
-    const Registration& registration = mSuitesSuite.Registrations()[0];
-    EXPECT_EQ(registration.suiteList, mSuitesSuite.List());
-    EXPECT_EQ(registration.owner, nullptr);
-    EXPECT_EQ(registration.name, "KORVASDK ControlSurface SMPTE Suite");
-    EXPECT_EQ(registration.apiVersion, 1);
-    EXPECT_EQ(registration.internalVersion, 1);
+    ExpectOneRegistration("KORVASDK ControlSurface SMPTE Suite");
 }
 
 TEST_F(ControlSurfaceSMPTEBaseSuite, ForwardsAGotoWithItsArgumentsInOrder)
 {
-    EXPECT_CALL(mSMPTE, GotoSMPTETime(3U, 1, 2, 3, 4, 255)).WillOnce(Return(kOwnResult));
+    EXPECT_CALL(mSurface, GotoSMPTETime(3U, 1, 2, 3, 4, 255)).WillOnce(Return(kOwnResult));
 
     EXPECT_EQ(Table().GotoSMPTETime(Handle(), 3, 1, 2, 3, 4, 255), kOwnResult);
 }
@@ -87,9 +66,9 @@ TEST_F(ControlSurfaceSMPTEBaseSuite, ForwardsATransmitAndTakesAnyByteButZeroAsDr
 {
     constexpr std::uint64_t kOffset = std::numeric_limits<std::uint64_t>::max();
     const testing::InSequence inSequence;
-    EXPECT_CALL(mSMPTE, TransmitFullFrame(kOffset, -1.5F, 30, true, 1, 2, 3, 4))
+    EXPECT_CALL(mSurface, TransmitFullFrame(kOffset, -1.5F, 30, true, 1, 2, 3, 4))
         .WillOnce(Return(kOwnResult));
-    EXPECT_CALL(mSMPTE, TransmitFullFrame(0, 1.0F, -30, false, 5, 6, 7, 8))
+    EXPECT_CALL(mSurface, TransmitFullFrame(0, 1.0F, -30, false, 5, 6, 7, 8))
         .WillOnce(Return(kOwnResult + 1));
 
     EXPECT_EQ(Table().TransmitFullFrame(Handle(), kOffset, -1.5F, 30, 2, 1, 2, 3, 4), kOwnResult);
@@ -98,8 +77,8 @@ TEST_F(ControlSurfaceSMPTEBaseSuite, ForwardsATransmitAndTakesAnyByteButZeroAsDr
 
 TEST_F(ControlSurfaceSMPTEBaseSuite, RefusesWhereTheSurfaceThrows)
 {
-    EXPECT_CALL(mSMPTE, GotoSMPTETime).WillOnce(Throw(std::runtime_error("broken")));
-    EXPECT_CALL(mSMPTE, TransmitFullFrame).WillOnce(Throw(std::runtime_error("broken")));
+    EXPECT_CALL(mSurface, GotoSMPTETime).WillOnce(Throw(std::runtime_error("broken")));
+    EXPECT_CALL(mSurface, TransmitFullFrame).WillOnce(Throw(std::runtime_error("broken")));
 
     EXPECT_EQ(Table().GotoSMPTETime(Handle(), 3, 1, 2, 3, 4, 5), kErrorBadParameter);
     EXPECT_EQ(Table().TransmitFullFrame(Handle(), 0, 1.0F, 25, 0, 1, 2, 3, 4), kErrorBadParameter);

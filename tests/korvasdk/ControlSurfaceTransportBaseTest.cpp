@@ -14,7 +14,6 @@ namespace {
 
 using korva::tests::VirtualSlot;
 using testing::Return;
-using testing::StrictMock;
 using testing::Throw;
 
 constexpr KORVASDK_Result kOwnResult = 0x12345678;
@@ -34,61 +33,42 @@ public:
         KORVASDK_Result, SetTimeDisplay, (unsigned int, const KORVASDK_String*), (override));
 };
 
-class ControlSurfaceTransportBaseSuite : public testing::Test {
-protected:
-    ControlSurfaceTransportBaseSuite()
-    {
-        ControlSurfaceTransportBase::RegisterSuite(mSuitesSuite.Suite(), mSuitesSuite.List());
-    }
-
-    const KORVASDK_ControlSurfaceTransportSuite& Table()
-    {
-        return mSuitesSuite.FirstTable<KORVASDK_ControlSurfaceTransportSuite>();
-    }
-    KORVASDK_ControlSurfaceTransport* Handle() { return ToHandle(&mTransport); }
-
-    RecordingSuitesSuite mSuitesSuite;
-    StrictMock<MockTransport> mTransport;
-};
+using ControlSurfaceTransportBaseSuite = RegisteredSuite<ControlSurfaceTransportBase,
+    MockTransport,
+    KORVASDK_ControlSurfaceTransportSuite>;
 
 } // namespace
 
 TEST_F(ControlSurfaceTransportBaseSuite, IsRegisteredOnceAsVersion1)
 {
-    ASSERT_EQ(mSuitesSuite.Registrations().size(), 1U);
-    const Registration& registration = mSuitesSuite.Registrations()[0];
-    EXPECT_EQ(registration.suiteList, mSuitesSuite.List());
-    EXPECT_EQ(registration.owner, nullptr);
-    EXPECT_EQ(registration.name, "KORVASDK ControlSurface Transport Suite");
-    EXPECT_EQ(registration.apiVersion, 1);
-    EXPECT_EQ(registration.internalVersion, 1);
+    ExpectOneRegistration("KORVASDK ControlSurface Transport Suite");
 }
 
 // A state is on where its byte is not zero: 2 is on, 255 is on.
 TEST_F(ControlSurfaceTransportBaseSuite, ForwardsEachStateAsABoolean)
 {
     const testing::InSequence inSequence;
-    EXPECT_CALL(mTransport, SetStopState(true)).WillOnce(Return(kOwnResult));
-    EXPECT_CALL(mTransport, SetStopState(true)).WillOnce(Return(kOwnResult + 1));
-    EXPECT_CALL(mTransport, SetStopState(false)).WillOnce(Return(kOwnResult + 2));
-    EXPECT_CALL(mTransport, SetPlayState(true)).WillOnce(Return(kOwnResult));
-    EXPECT_CALL(mTransport, SetPlayState(true)).WillOnce(Return(kOwnResult + 1));
-    EXPECT_CALL(mTransport, SetPlayState(false)).WillOnce(Return(kOwnResult + 2));
-    EXPECT_CALL(mTransport, SetRecordState(true)).WillOnce(Return(kOwnResult));
-    EXPECT_CALL(mTransport, SetRecordState(true)).WillOnce(Return(kOwnResult + 1));
-    EXPECT_CALL(mTransport, SetRecordState(false)).WillOnce(Return(kOwnResult + 2));
-    EXPECT_CALL(mTransport, SetRewindState(true)).WillOnce(Return(kOwnResult));
-    EXPECT_CALL(mTransport, SetRewindState(true)).WillOnce(Return(kOwnResult + 1));
-    EXPECT_CALL(mTransport, SetRewindState(false)).WillOnce(Return(kOwnResult + 2));
-    EXPECT_CALL(mTransport, SetForwardState(true)).WillOnce(Return(kOwnResult));
-    EXPECT_CALL(mTransport, SetForwardState(true)).WillOnce(Return(kOwnResult + 1));
-    EXPECT_CALL(mTransport, SetForwardState(false)).WillOnce(Return(kOwnResult + 2));
-    EXPECT_CALL(mTransport, SetCycleState(true)).WillOnce(Return(kOwnResult));
-    EXPECT_CALL(mTransport, SetCycleState(true)).WillOnce(Return(kOwnResult + 1));
-    EXPECT_CALL(mTransport, SetCycleState(false)).WillOnce(Return(kOwnResult + 2));
-    EXPECT_CALL(mTransport, SetPauseState(true)).WillOnce(Return(kOwnResult));
-    EXPECT_CALL(mTransport, SetPauseState(true)).WillOnce(Return(kOwnResult + 1));
-    EXPECT_CALL(mTransport, SetPauseState(false)).WillOnce(Return(kOwnResult + 2));
+    EXPECT_CALL(mSurface, SetStopState(true)).WillOnce(Return(kOwnResult));
+    EXPECT_CALL(mSurface, SetStopState(true)).WillOnce(Return(kOwnResult + 1));
+    EXPECT_CALL(mSurface, SetStopState(false)).WillOnce(Return(kOwnResult + 2));
+    EXPECT_CALL(mSurface, SetPlayState(true)).WillOnce(Return(kOwnResult));
+    EXPECT_CALL(mSurface, SetPlayState(true)).WillOnce(Return(kOwnResult + 1));
+    EXPECT_CALL(mSurface, SetPlayState(false)).WillOnce(Return(kOwnResult + 2));
+    EXPECT_CALL(mSurface, SetRecordState(true)).WillOnce(Return(kOwnResult));
+    EXPECT_CALL(mSurface, SetRecordState(true)).WillOnce(Return(kOwnResult + 1));
+    EXPECT_CALL(mSurface, SetRecordState(false)).WillOnce(Return(kOwnResult + 2));
+    EXPECT_CALL(mSurface, SetRewindState(true)).WillOnce(Return(kOwnResult));
+    EXPECT_CALL(mSurface, SetRewindState(true)).WillOnce(Return(kOwnResult + 1));
+    EXPECT_CALL(mSurface, SetRewindState(false)).WillOnce(Return(kOwnResult + 2));
+    EXPECT_CALL(mSurface, SetForwardState(true)).WillOnce(Return(kOwnResult));
+    EXPECT_CALL(mSurface, SetForwardState(true)).WillOnce(Return(kOwnResult + 1));
+    EXPECT_CALL(mSurface, SetForwardState(false)).WillOnce(Return(kOwnResult + 2));
+    EXPECT_CALL(mSurface, SetCycleState(true)).WillOnce(Return(kOwnResult));
+    EXPECT_CALL(mSurface, SetCycleState(true)).WillOnce(Return(kOwnResult + 1));
+    EXPECT_CALL(mSurface, SetCycleState(false)).WillOnce(Return(kOwnResult + 2));
+    EXPECT_CALL(mSurface, SetPauseState(true)).WillOnce(Return(kOwnResult));
+    EXPECT_CALL(mSurface, SetPauseState(true)).WillOnce(Return(kOwnResult + 1));
+    EXPECT_CALL(mSurface, SetPauseState(false)).WillOnce(Return(kOwnResult + 2));
 
     const std::array setters{
         Table().SetStopState,
@@ -110,14 +90,14 @@ TEST_F(ControlSurfaceTransportBaseSuite, ForwardsTheTimeDisplay)
 {
     int dummy = 0;
     const auto* text = reinterpret_cast<const KORVASDK_String*>(&dummy);
-    EXPECT_CALL(mTransport, SetTimeDisplay(5U, text)).WillOnce(Return(kOwnResult));
+    EXPECT_CALL(mSurface, SetTimeDisplay(5U, text)).WillOnce(Return(kOwnResult));
 
     EXPECT_EQ(Table().SetTimeDisplay(Handle(), 5, text), kOwnResult);
 }
 
 TEST_F(ControlSurfaceTransportBaseSuite, RefusesWhereTheSurfaceThrows)
 {
-    EXPECT_CALL(mTransport, SetPlayState).WillOnce(Throw(std::runtime_error("broken")));
+    EXPECT_CALL(mSurface, SetPlayState).WillOnce(Throw(std::runtime_error("broken")));
 
     EXPECT_EQ(Table().SetPlayState(Handle(), 1), kErrorBadParameter);
 }

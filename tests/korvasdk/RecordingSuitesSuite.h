@@ -4,6 +4,8 @@
 
 #include "korvasdk/suites/SuitesSuite.h"
 
+#include <gmock/gmock.h>
+
 #include <string>
 #include <vector>
 
@@ -49,6 +51,30 @@ private:
     inline static std::vector<Registration> sRegistrations;
     int mList = 0;
     QXSuitesSuite mSuite{nullptr, nullptr, AddSuite};
+};
+
+/// A surface that is called through the table which its interface, `Base`, has registered.
+template <typename Base, typename Mock, typename Suite>
+class RegisteredSuite : public testing::Test {
+protected:
+    RegisteredSuite() { Base::RegisterSuite(mSuitesSuite.Suite(), mSuitesSuite.List()); }
+
+    const Suite& Table() { return mSuitesSuite.FirstTable<Suite>(); }
+    auto* Handle() { return ToHandle(&mSurface); }
+
+    void ExpectOneRegistration(const char* name)
+    {
+        ASSERT_EQ(mSuitesSuite.Registrations().size(), 1U);
+        const Registration& registration = mSuitesSuite.Registrations()[0];
+        EXPECT_EQ(registration.suiteList, mSuitesSuite.List());
+        EXPECT_EQ(registration.owner, nullptr);
+        EXPECT_EQ(registration.name, name);
+        EXPECT_EQ(registration.apiVersion, 1);
+        EXPECT_EQ(registration.internalVersion, 1);
+    }
+
+    RecordingSuitesSuite mSuitesSuite;
+    testing::StrictMock<Mock> mSurface;
 };
 
 } // namespace korvasdk::tests
