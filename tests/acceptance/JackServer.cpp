@@ -39,14 +39,23 @@ JackPeer::~JackPeer()
 
 bool JackPeer::Wire(const std::string& to, const std::string& from)
 {
-    if (jack_connect(mClient.get(), jack_port_name(mOut), to.c_str()) != 0
-        || jack_connect(mClient.get(), from.c_str(), jack_port_name(mIn)) != 0) {
+    return Connect(jack_port_name(mOut), to) && Hear(from);
+}
+
+bool JackPeer::Hear(const std::string& from)
+{
+    return Connect(from, jack_port_name(mIn));
+}
+
+bool JackPeer::Connect(const std::string& from, const std::string& to)
+{
+    if (jack_connect(mClient.get(), from.c_str(), to.c_str()) != 0) {
         return false;
     }
-    // They count from one of the next cycles
+    // It counts from one of the next cycles
+    const jack_port_t* const port = jack_port_by_name(mClient.get(), from.c_str());
     const auto end = std::chrono::steady_clock::now() + kDeadline;
-    while (jack_port_connected_to(mOut, to.c_str()) == 0
-        || jack_port_connected_to(mIn, from.c_str()) == 0) {
+    while (jack_port_connected_to(port, to.c_str()) == 0) {
         if (std::chrono::steady_clock::now() > end) {
             return false;
         }

@@ -26,6 +26,10 @@ public:
     /// Wires "mmc_out" to one port and another to "mtc_in", as a patchbay does, by the whole names.
     /// False where the server refused.
     bool Wire(const std::string& to, const std::string& from);
+    /// Wires that port to "mtc_in".
+    bool Hear(const std::string& from);
+    /// Wires any two, other clients' ports too.
+    bool Connect(const std::string& from, const std::string& to);
 
     /// All of them in one cycle, one frame after the other; at most 100. What is sent by another
     /// call goes in a later cycle.

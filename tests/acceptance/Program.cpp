@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <spawn.h>
 #include <stdexcept>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -39,11 +40,17 @@ std::vector<char*> Pointers(std::vector<std::string>& texts)
     return pointers;
 }
 
-pid_t Spawn(std::vector<std::string> command, std::vector<std::string> environment, int output)
+/// `input` is the program's standard input; none where it is negative.
+pid_t Spawn(
+    std::vector<std::string> command, std::vector<std::string> environment, int input, int output)
 {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    if (input < 0) {
+        posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    } else {
+        posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+    }
     posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
     posix_spawn_file_actions_adddup2(&actions, output, STDERR_FILENO);
     pid_t process = 0;
@@ -64,14 +71,21 @@ int StatusOf(int waited)
 
 } // namespace
 
-Program::Program(const std::vector<std::string>& command, const Environment& environment)
+Program::Program(
+    const std::vector<std::string>& command, const Environment& environment, Input input)
 {
     std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+    // Sockets, because who writes to one that nobody reads any more need not be killed for it
+    std::array<int, 2> inputs{-1, -1};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0
+        || (input == Input::kCommands
+            && socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, inputs.data()) != 0)) {
         throw std::runtime_error("no pipe");
     }
-    mProcess = Spawn(command, WithEnvironment(environment), ends[1]);
+    mProcess = Spawn(command, WithEnvironment(environment), inputs[1], ends[1]);
+    mInput = inputs[0];
     close(ends[1]);
+    close(inputs[1]);
     mReader = std::thread([this, end = ends[0]] { Read(end); });
 }
 
@@ -82,6 +96,7 @@ Program::~Program()
         waitpid(mProcess, nullptr, 0);
     }
     mReader.join();
+    close(mInput);
 }
 
 std::optional<std::string> Program::WaitForLine(const std::function<bool(const std::string&)>& fits)
@@ -104,6 +119,12 @@ std::optional<std::string> Program::WaitForLine(const std::string& part)
 {
     return WaitForLine(
         [&part](const std::string& line) { return line.find(part) != std::string::npos; });
+}
+
+void Program::Tell(const std::string& line) const
+{
+    const std::string text = line + "\n";
+    send(mInput, text.data(), text.size(), MSG_NOSIGNAL);
 }
 
 void Program::Signal(int signal) const

@@ -24,8 +24,12 @@ class Program {
 public:
     using Environment = std::map<std::string, std::string>;
 
+    enum class Input { kNone, kCommands };
+
     /// `environment` is laid over the test's own. Standard output and error are read as one.
-    Program(const std::vector<std::string>& command, const Environment& environment);
+    Program(const std::vector<std::string>& command,
+        const Environment& environment,
+        Input input = Input::kNone);
     /// Kills it where it still runs.
     ~Program();
     Program(const Program&) = delete;
@@ -36,6 +40,9 @@ public:
     std::optional<std::string> WaitForLine(const std::function<bool(const std::string&)>& fits);
     std::optional<std::string> WaitForLine(const std::string& part);
 
+    /// A line on its standard input, of a program that takes commands; what has ended hears
+    /// nothing.
+    void Tell(const std::string& line) const;
     void Signal(int signal) const;
     /// Waits for the end: the exit status, or 128 and the signal that killed it; -1 at the
     /// deadline.
@@ -54,6 +61,7 @@ private:
     bool mHasEnded = false;          // guarded by mMutex
     std::size_t mNext = 0;
     pid_t mProcess = 0;
+    int mInput = -1; // where its standard input is written
     std::optional<int> mStatus;
     std::thread mReader;
 };

@@ -29,11 +29,12 @@ std::filesystem::path MakeFilm(const FilmSpec& spec)
 {
     static int sCount = 0;
     const auto path = FilmFolder() / ("film-" + std::to_string(++sCount) + ".mov");
-    const std::string size = std::to_string(kFilmWidth) + "x" + std::to_string(kFilmHeight);
-    const std::string command = "ffmpeg -v error -y -f lavfi -i \"color=c=black:s=" + size
-        + ":r=" + spec.rate + ",format=gray,geq=lum='if(mod(floor(N/pow(2\\,floor(X/"
-        + std::to_string(kBarWidth) + ")))\\,2)\\,235\\,16)'\""
-        + (spec.sound ? " -f lavfi -i sine -shortest" : "") + " -frames:v "
+    const std::string size = std::to_string(kFilmWidth) + ":" + std::to_string(kFilmHeight);
+    // A pixel a bar, then larger: the expression is evaluated for each pixel
+    const std::string command = "ffmpeg -v error -y -f lavfi -i \"color=c=black:s="
+        + std::to_string(kBits) + "x2:r=" + spec.rate
+        + ",format=gray,geq=lum='if(mod(floor(N/pow(2\\,X))\\,2)\\,235\\,16)',scale=" + size
+        + ":flags=neighbor\"" + (spec.sound ? " -f lavfi -i sine -shortest" : "") + " -frames:v "
         + std::to_string(spec.frames)
         + (spec.timecode.empty() ? "" : " -timecode '" + spec.timecode + "'")
         + " -c:v libx264 -preset fast -bf 3 -g 50 -pix_fmt yuv420p '" + path.string() + "'";
