@@ -13,7 +13,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <charconv>
 #include <cmath>
 
 namespace deck::cli {
@@ -206,13 +205,7 @@ void AddDemo(CLI::App& app, DemoOptions& options)
 
 int ParseWindSpeed(const std::string& text)
 {
-    int speed = 0;
-    const char* const end = text.data() + text.size();
-    const auto [parsed, error] = std::from_chars(text.data(), end, speed);
-    if (error != std::errc() || parsed != end || speed < kSlowestWind || speed > kFastestWind) {
-        throw HostError("--wind-speed " + text + ": it is a whole number from 2 to 100");
-    }
-    return speed;
+    return static_cast<int>(ParseWhole("--wind-speed", text, kSlowestWind, kFastestWind));
 }
 
 double ParseInterval(const std::string& text)

@@ -3,14 +3,26 @@
 #include "deck/host/HostError.h"
 
 #include <charconv>
-#include <cmath>
 
 namespace deck::cli {
 namespace {
 
-std::string Plain(double number)
+template <typename Number>
+Number Parse(const std::string& option,
+    const std::string& text,
+    Number min,
+    Number max,
+    const std::string& what)
 {
-    return std::to_string(static_cast<std::int64_t>(number));
+    Number value = 0;
+    const char* const end = text.data() + text.size();
+    const auto [parsed, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc() || parsed != end || !(value >= min) || !(value <= max)) {
+        const auto plain = [](Number number) { return std::to_string(std::int64_t(number)); };
+        throw HostError(
+            option + " " + text + ": it is " + what + " from " + plain(min) + " to " + plain(max));
+    }
+    return value;
 }
 
 } // namespace
@@ -21,14 +33,16 @@ double ParseNumber(const std::string& option,
     double max,
     const std::string& what)
 {
-    double value = 0;
-    const char* const end = text.data() + text.size();
-    const auto [parsed, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc() || parsed != end || !(value >= min) || !(value <= max)) {
-        throw HostError(
-            option + " " + text + ": it is " + what + " from " + Plain(min) + " to " + Plain(max));
-    }
-    return value;
+    return Parse(option, text, min, max, what);
+}
+
+std::int64_t ParseWhole(const std::string& option,
+    const std::string& text,
+    std::int64_t min,
+    std::int64_t max,
+    const std::string& what)
+{
+    return Parse(option, text, min, max, what);
 }
 
 FrameRate ParseRate(const std::string& text)

@@ -17,6 +17,13 @@ double ParseNumber(const std::string& option,
     double max,
     const std::string& what);
 
+/// The same for a number without a fraction.
+std::int64_t ParseWhole(const std::string& option,
+    const std::string& text,
+    std::int64_t min,
+    std::int64_t max,
+    const std::string& what = "a whole number");
+
 /// Throws HostError.
 FrameRate ParseRate(const std::string& text);
 

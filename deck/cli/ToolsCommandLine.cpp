@@ -16,7 +16,7 @@ namespace {
 constexpr double kMillisecond = 1e6;
 constexpr double kSecond = 1e9;
 constexpr double kLongestDuration = 864'000; // ten days, in seconds
-constexpr double kLargestCount = 1e15;
+constexpr std::int64_t kLargestCount = 1'000'000'000'000'000;
 constexpr double kLongestInterval = 86'400'000; // a day
 
 std::chrono::nanoseconds Nanoseconds(double count)
@@ -29,11 +29,8 @@ std::uint8_t ParseDevice(const std::string& text)
     if (text == "all") {
         return kMMCAllDevices;
     }
-    const double id = ParseNumber("--device", text, 0, kMMCAllDevices, "all, or a whole number");
-    if (id != std::trunc(id)) {
-        throw HostError("--device " + text + ": it is all, or a whole number from 0 to 127");
-    }
-    return static_cast<std::uint8_t>(id);
+    return static_cast<std::uint8_t>(
+        ParseWhole("--device", text, 0, kMMCAllDevices, "all, or a whole number"));
 }
 
 std::uint8_t ParseRateBits(const std::string& text)
@@ -68,11 +65,7 @@ std::uint8_t ParseGroups(const std::vector<std::string>& names)
 
 std::uint64_t ParseCount(const std::string& text)
 {
-    const double count = ParseNumber("--count", text, 1, kLargestCount, "a whole number");
-    if (count != std::trunc(count)) {
-        throw HostError("--count " + text + ": it is a whole number");
-    }
-    return static_cast<std::uint64_t>(count);
+    return static_cast<std::uint64_t>(ParseWhole("--count", text, 1, kLargestCount));
 }
 
 /// Nothing where the option was not given.
