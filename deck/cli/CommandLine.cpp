@@ -288,15 +288,15 @@ RunOptions Finish(const RawRun& raw)
     RunOptions options = raw.options;
     options.mtc = ParseMTC(raw);
     if (!raw.rate.empty()) {
-        options.rate = ParseRate(raw.rate);
+        options.transport.rate = ParseRate(raw.rate);
     }
     if (!raw.start.empty()) {
-        options.startFrame = ParseStart(raw.start, options.rate);
+        options.transport.startFrame = ParseStart(raw.start, options.transport.rate);
     }
-    options.windSpeed = ParseWindSpeed(raw.windSpeed);
+    options.transport.windSpeed = ParseWindSpeed(raw.windSpeed);
     options.statusInterval = ParseInterval(raw.statusInterval);
     options.pacing = ParsePacing(raw.pacing, raw.mtcOffset);
-    options.locateRate = ParseLocateRate(raw.locateRate);
+    options.transport.locateRate = ParseLocateRate(raw.locateRate);
     options.revive = !raw.noRevive;
     options.ownPorts = !raw.noOwnPorts;
     if (options.takes.empty()) {
@@ -326,11 +326,11 @@ void TakeOverMedia(RawPlay& raw, const MediaInfo& info)
                 + std::to_string(info.fpsNumerator) + "/" + std::to_string(info.fpsDenominator)
                 + " frames a second, which is no time code rate; give --rate");
         }
-        raw.run.options.rate = *rate;
+        raw.run.options.transport.rate = *rate;
     } else {
-        raw.run.options.rate = ParseRate(raw.run.rate);
+        raw.run.options.transport.rate = ParseRate(raw.run.rate);
     }
-    const FrameRate rate = raw.run.options.rate;
+    const FrameRate rate = raw.run.options.transport.rate;
     FrameNumber start = 0;
     if (info.startTimecode) {
         const Parsed<Timecode> timecode = ParseTimecode(*info.startTimecode, rate);
@@ -358,7 +358,7 @@ PlayOptions Finish(RawPlay& raw)
         throw HostError("--offset moves a video; name its file");
     }
     PlayOptions options = raw.options;
-    raw.run.options.startFrame = raw.options.mediaStart;
+    raw.run.options.transport.startFrame = raw.options.mediaStart;
     raw.run.options.reel = raw.options.file ? raw.options.file->filename().string() : "";
     options.run = Finish(raw.run);
     options.run.command = "play";
@@ -496,6 +496,15 @@ RunOptions* DeckOf(Command& command)
 }
 
 } // namespace
+
+PlayOptions ParseDeck(const std::vector<std::string>& arguments)
+{
+    Command command = ParseCommandLine(arguments);
+    if (auto* const run = std::get_if<RunOptions>(&command)) {
+        return PlayOptions{std::move(*run), {}};
+    }
+    return std::get<PlayOptions>(std::move(command));
+}
 
 Command ParseCommandLine(const std::vector<std::string>& arguments)
 {

@@ -5,6 +5,7 @@
 
 #include "deck/cli/CommandLine.h"
 #include "deck/cli/DeckMonitor.h"
+#include "deck/cli/OptionsReader.h"
 #include "deck/cli/RunDisplay.h"
 #include "deck/cli/ServiceStatus.h"
 #include "deck/cli/StopSignals.h"
@@ -19,7 +20,7 @@ class DeckRun {
 public:
     /// Loads the plug-in. `signals` and `display` outlive the object. Throws HostError. [host, may
     /// block]
-    DeckRun(const RunOptions& options, const StopSignals& signals, Display& display);
+    DeckRun(const PlayOptions& options, const StopSignals& signals, Display& display);
     DeckRun(const DeckRun&) = delete;
     DeckRun& operator=(const DeckRun&) = delete;
 
@@ -31,12 +32,13 @@ public:
     /// Takes in what has happened, and shows it. After Start. [host, may block]
     void Update(bool isDue);
 
-    /// Reads the configuration anew, and does what can be done while the deck runs; tells what it
-    /// did, or in one line why nothing changes. After Start. [host, may block]
+    /// Begins to read the configuration anew. Once that is done Update does what can be done while
+    /// the deck runs, and tells what it did, or in one line why nothing changes. After Start.
+    /// [host]
     void Reload();
 
     /// As they hold now.
-    const RunOptions& Options() const noexcept { return mOptions; }
+    const RunOptions& Options() const noexcept { return mOptions.run; }
 
     /// After Start.
     DeckMonitor& Monitor() { return *mMonitor; }
@@ -55,13 +57,15 @@ private:
     void ShowService(const ServiceStatus& service);
     void CheckMayWait(const std::string& what) const;
     std::string TakeOverSettings();
-    void TakeOver(const RunOptions& options, host::PortSettings& ports);
+    void FindPorts(const RunOptions& options, host::PortSettings& ports);
+    void TakeReloaded();
+    void TakeOver(const PlayOptions& next);
     void WaitForPorts(const std::string& why);
     void LookForPorts();
     void ReloadPorts(const RunOptions& next);
     void SayWhatIsMissing();
 
-    RunOptions mOptions;
+    PlayOptions mOptions;
     const StopSignals& mSignals;
     host::SettingsFile mSettings;
     TakeKeeper mTakes;
@@ -73,6 +77,7 @@ private:
     // While ports that the configuration names are not there
     std::atomic<bool> mPortsChanged{false}; // set by the notification thread
     std::optional<host::MidiClient> mPortWatch;
+    OptionsReader mReader; // last: its thread uses the session
 };
 
 } // namespace deck::cli

@@ -56,7 +56,7 @@ int RunDeck(const RunOptions& options, const StopSignals& signals)
     const std::unique_ptr<Display> display = MakeDisplay(options.json);
     ReloadSignal reload; // before there are other threads
     {
-        DeckRun deck(options, signals, *display);
+        DeckRun deck(PlayOptions{options, {}}, signals, *display);
         NotifyServiceManager("READY=1"); // its machines may still be off
         if (!deck.Start()) {
             return kExitDone;
