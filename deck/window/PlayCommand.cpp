@@ -1,5 +1,6 @@
 #include "deck/window/PlayCommand.h"
 
+#include "deck/cli/ReloadSignal.h"
 #include "deck/cli/RequireDisplay.h"
 #include "deck/host/HostError.h"
 #include "deck/window/DeckWindow.h"
@@ -16,11 +17,21 @@ namespace {
 
 constexpr int kSignalPollMillis = 100;
 
+void OnHangUp(cli::ReloadSignal& reload, cli::DeckRun& run)
+{
+    if (reload.HasLostTerminal()) {
+        QApplication::quit();
+    } else if (reload.TryTake()) {
+        run.Reload();
+    }
+}
+
 } // namespace
 
 int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signals)
 {
     cli::RequireDisplay("a window", "`korva-deck run` needs none");
+    cli::ReloadSignal reload; // before there are other threads
     int argumentCount = 1;
     char name[] = "korva-deck";
     char* arguments[] = {name, nullptr};
@@ -28,13 +39,15 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
     UseDarkColours();
 
     WindowDeck model(options);
-    cli::DeckRun run(options.run, signals, model);
+    cli::DeckRun run(options, signals, model);
     if (!run.Start()) {
         return kExitDone;
     }
     model.Attach(run);
     const QSocketNotifier events(run.Session().Events().Descriptor(), QSocketNotifier::Read);
     QObject::connect(&events, &QSocketNotifier::activated, [&] { run.Update(false); });
+    const QSocketNotifier hangUp(reload.Descriptor(), QSocketNotifier::Read);
+    QObject::connect(&hangUp, &QSocketNotifier::activated, [&] { OnHangUp(reload, run); });
     QTimer poll;
     QObject::connect(&poll, &QTimer::timeout, [&] {
         run.Update(false); // a revival may be due
@@ -51,8 +64,9 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
         window.show();
     }
     std::cout << "window: " << (options.file ? options.file->string() : "no video") << ", "
-              << options.run.rate.Name() << " fps, from "
-              << FormatFrame(options.run.startFrame, options.run.rate) << std::endl;
+              << options.run.transport.rate.Name() << " fps, from "
+              << FormatFrame(options.run.transport.startFrame, options.run.transport.rate)
+              << std::endl;
     QApplication::exec();
     run.End();
     return kExitDone;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iostream>
 #include <utility>
 
 namespace deck::window {
@@ -57,7 +58,8 @@ WindowDeck::WindowDeck(const cli::PlayOptions& options)
 void WindowDeck::Attach(cli::DeckRun& run)
 {
     mRun = &run;
-    ShowPosition({mOptions.run.startFrame, HostTimeNanos(HighPrecisionTime::GetCurrentTime()), 0});
+    ShowPosition(
+        {mOptions.run.transport.startFrame, HostTimeNanos(HighPrecisionTime::GetCurrentTime()), 0});
 }
 
 WindowState WindowDeck::Read()
@@ -143,7 +145,7 @@ void WindowDeck::Press(Button button)
 
 void WindowDeck::PostLocate(FrameNumber frame)
 {
-    const FrameRate rate = mOptions.run.rate;
+    const FrameRate rate = mOptions.run.transport.rate;
     const Timecode timecode = ToTimecode(frame, rate);
     HostCall call;
     call.kind = HostCallKind::Locate;
@@ -154,11 +156,11 @@ void WindowDeck::PostLocate(FrameNumber frame)
 
 std::string WindowDeck::Locate(const std::string& text)
 {
-    const Parsed<Timecode> timecode = ParseTimecode(text, mOptions.run.rate);
+    const Parsed<Timecode> timecode = ParseTimecode(text, mOptions.run.transport.rate);
     if (!timecode) {
         return timecode.error;
     }
-    PostLocate(ToFrame(*timecode, mOptions.run.rate).value());
+    PostLocate(ToFrame(*timecode, mOptions.run.transport.rate).value());
     return {};
 }
 
@@ -180,7 +182,10 @@ void WindowDeck::ChoosePorts(
 
 void WindowDeck::Tell(const std::string& event, const std::string& text)
 {
-    if (event != "waiting") { // what it waits for, the status says as long as it does
+    if (event == "reloaded") {
+        mTrouble.clear();
+        std::cout << "reloaded: " << text << std::endl;
+    } else if (event != "waiting") { // what it waits for, the status says as long as it does
         mTrouble = text;
     }
 }
@@ -235,7 +240,7 @@ void WindowDeck::AddRow(MonitorKind kind,
 void WindowDeck::ShowPosition(const Position& position)
 {
     if (mVideo) {
-        const FrameRate rate = mOptions.run.rate;
+        const FrameRate rate = mOptions.run.transport.rate;
         mVideo->Follow({FrameStart(position.frame, rate) - FrameStart(mOptions.mediaStart, rate),
             position.time, position.speed == 1});
     }
