@@ -5,15 +5,13 @@
 #include "deck/cli/ConfigFile.h"
 #include "deck/cli/HeadlessOptions.h"
 #include "deck/cli/OptionValues.h"
+#include "deck/cli/SharedOptions.h"
 #include "deck/cli/TakeKeeper.h"
 #include "deck/cli/ToolsCommandLine.h"
 #include "deck/host/HostError.h"
-#include "deck/host/SettingsFile.h"
 #include "deck/media/MediaInfo.h"
 
 #include <CLI/CLI.hpp>
-
-#include <cmath>
 
 namespace deck::cli {
 namespace {
@@ -49,12 +47,6 @@ struct RawPlay {
     std::string offset;
     bool isMeant = false; // by the config command, rather than run
 };
-
-void AddBundle(CLI::App& app, std::optional<std::filesystem::path>& bundle)
-{
-    app.add_option("--bundle", bundle, "The plug-in's bundle (default: the one beside korva-deck)")
-        ->type_name("FOLDER");
-}
 
 void AddPorts(CLI::App& app, PortsOptions& options)
 {
@@ -101,14 +93,6 @@ void AddTransport(CLI::App& run, RawRun& raw)
            "Whose frame numbers count in a locate: sender, deck, or auto (default): the deck's, "
            "unless it has no such frame")
         ->type_name("sender|deck|auto");
-}
-
-void AddSettings(CLI::App& app, std::filesystem::path& settings)
-{
-    app.add_option("--settings", settings,
-           "The file that keeps the ports (default " + host::SettingsFile::DefaultPath().string()
-               + ")")
-        ->type_name("FILE");
 }
 
 void AddRunOptions(CLI::App& run, RawRun& raw)
@@ -215,17 +199,16 @@ double ParseInterval(const std::string& text)
 
 MtcPacerOptions ParsePacing(const std::string& pacing, const std::string& offset)
 {
-    const double millis
-        = ParseNumber("--mtc-offset", offset, -1000, 1000, "a number of milliseconds");
+    const std::chrono::nanoseconds shift = ParseMillis("--mtc-offset", offset, -1000, 1000);
     if (pacing != "on" && pacing != "off") {
         throw HostError("--mtc-pacing " + pacing + ": it is on or off");
     }
     MtcPacerOptions options;
     options.enabled = pacing == "on";
-    if (!options.enabled && millis != 0) {
+    if (!options.enabled && shift.count() != 0) {
         throw HostError("--mtc-offset shifts paced MTC; it goes with --mtc-pacing on");
     }
-    options.offset = std::chrono::nanoseconds(std::llround(millis * 1e6));
+    options.offset = shift;
     return options;
 }
 
@@ -236,10 +219,8 @@ void CheckPorts(const RunOptions& options)
             + " alone binds nothing: the plug-in binds both ports or none; give "
             + (options.in ? "--out" : "--in") + " too");
     }
-    if ((options.in && options.in->empty()) || (options.out && options.out->empty())) {
-        throw HostError("--in and --out take an ID or part of a port's name, not nothing; "
-                        "`korva-deck ports` lists the ports");
-    }
+    CheckPort("--in", options.in);
+    CheckPort("--out", options.out);
 }
 
 FrameNumber ParseStart(const std::string& text, FrameRate rate)
@@ -409,19 +390,14 @@ Command Parse(const std::vector<std::string>& arguments, std::optional<ConfigFil
     app.require_subcommand(0, 1); // none is answered below, after what is unknown
     PortsOptions ports;
     RawRun run;
-    run.options.settings = host::SettingsFile::DefaultPath();
     RawPlay play;
-    play.run.options.settings = run.options.settings;
     RawRun connect;
-    connect.options.settings = run.options.settings;
     ConfigureOptions configure;
-    configure.settings = run.options.settings;
     DemoOptions demo;
     TakesOptions takes;
     StatusOptions status;
     std::string shell;
     RawPlay effective;
-    effective.run.options.settings = run.options.settings;
     AddPorts(app, ports);
     AddConnect(app, connect);
     AddConfigure(app, configure);

@@ -45,6 +45,29 @@ std::int64_t ParseWhole(const std::string& option,
     return Parse(option, text, min, max, what);
 }
 
+std::chrono::nanoseconds ParseMillis(
+    const std::string& option, const std::string& text, double min, double max)
+{
+    return std::chrono::round<std::chrono::nanoseconds>(std::chrono::duration<double, std::milli>(
+        ParseNumber(option, text, min, max, "a number of milliseconds")));
+}
+
+std::chrono::nanoseconds ParseSeconds(
+    const std::string& option, const std::string& text, double min, double max)
+{
+    return std::chrono::round<std::chrono::nanoseconds>(
+        std::chrono::duration<double>(ParseNumber(option, text, min, max, "a number of seconds")));
+}
+
+void CheckPort(const std::string& option, const std::optional<std::string>& port)
+{
+    if (port && port->empty()) {
+        throw HostError(option
+            + " takes an ID or part of a port's name, not nothing; `korva-deck ports` lists the "
+              "ports");
+    }
+}
+
 FrameRate ParseRate(const std::string& text)
 {
     const Parsed<FrameRate> rate = FrameRate::Parse(text);
