@@ -161,12 +161,14 @@ bool MtcPacer::TryPush(const Cycle& cycle) noexcept
 
 void MtcPacer::OnMessage(ByteView bytes, std::chrono::nanoseconds arrival) noexcept
 {
-    if (IsEnabled() && bytes.size() == 2 && bytes[0] == kQuarterFrameStatus)
-        OnQuarterFrame(bytes, arrival);
-    else if (IsEnabled() && DecodeFullFrame(bytes))
-        OnFullFrame(bytes, arrival);
-    else
-        mOutput.Send(bytes, Time(0));
+    if (DecodeFullFrame(bytes))
+        return OnFullFrame(bytes, arrival); // what it cancels may be of before a tuning
+    if (bytes.size() == 2 && bytes[0] == kQuarterFrameStatus) {
+        if (IsEnabled())
+            return OnQuarterFrame(bytes, arrival);
+        mHasFullFrame = false;
+    }
+    mOutput.Send(bytes, Time(0));
 }
 
 void MtcPacer::OnFullFrame(ByteView bytes, Time arrival) noexcept

@@ -569,6 +569,26 @@ TEST(MtcPacer, AddsTheFullFrameThatATuningLost)
     EXPECT_THAT(Defects(checker.Report()), IsEmpty());
 }
 
+TEST(MtcPacer, CancelsWhatIsScheduledAlsoWhenItPacesNoMore)
+{
+    Wire wire(1ns);
+    MtcPacer pacer({.offset = 100ms}, wire);
+    Sender sender;
+    ASSERT_TRUE(pacer.Report(0, FrameRate::k25, 1000ms, 985ms));
+    wire.now = 986ms;
+    for (const auto& message : sender.Play(MtcTimeOf(0, FrameRate::k25)))
+        pacer.OnMessage(message, wire.now);
+    const auto located = sender.Locate(MtcTimeOf(500, FrameRate::k25));
+
+    pacer.Tune(false, 0ms);
+    pacer.Restart(); // for a locate, which goes before everything
+    EXPECT_FALSE(pacer.TakeTuning(wire.now)) << "the locate has its own full frame";
+    pacer.OnMessage(located, wire.now);
+
+    EXPECT_EQ(wire.dropped, 4U);
+    EXPECT_EQ(wire.messages.back().bytes, located);
+}
+
 /// Counts what is sent, on the receiving thread.
 class CountingOutput : public MtcOutput {
 public:
