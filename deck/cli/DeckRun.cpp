@@ -19,9 +19,11 @@ MIDIUniqueID Choose(host::PortDirection direction, const std::string& wanted)
 
 } // namespace
 
-DeckRun::DeckRun(const PlayOptions& options, const StopSignals& signals, Display& display)
+DeckRun::DeckRun(
+    const PlayOptions& options, const StopSignals& signals, ReloadSignal& reload, Display& display)
     : mOptions(options)
     , mSignals(signals)
+    , mReload(reload)
     , mSettings(Options().settings)
     , mTakes(Options().takes, Options().reel, display)
     , mBoard({Options().command, mSettings.Path(), Options().takes})
@@ -98,7 +100,8 @@ bool DeckRun::WaitForService()
             mDisplay.Tell("waiting", status.name + ": " + status.waitsFor);
             isTold = true;
         }
-        if (mSignals.Wait({events.Descriptor()}, kServicePoll) == StopSignals::Woken::BySignal) {
+        const auto woken = mSignals.Wait({events.Descriptor()}, kServicePoll);
+        if (woken == StopSignals::Woken::BySignal || mReload.HasLostTerminal()) {
             return false;
         }
         events.Clear();
@@ -179,14 +182,12 @@ void DeckRun::LookForPorts()
 void DeckRun::Update(bool isDue)
 {
     mSession.Events().Clear(); // before anything is looked at that may have woken it
+    if (mReload.TryTake()) {
+        mReader.Begin();
+    }
     TakeReloaded();
     LookForPorts();
     mMonitor->Update(isDue);
-}
-
-void DeckRun::Reload()
-{
-    mReader.Begin();
 }
 
 void DeckRun::TakeReloaded()

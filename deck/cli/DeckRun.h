@@ -6,6 +6,7 @@
 #include "deck/cli/CommandLine.h"
 #include "deck/cli/DeckMonitor.h"
 #include "deck/cli/OptionsReader.h"
+#include "deck/cli/ReloadSignal.h"
 #include "deck/cli/RunDisplay.h"
 #include "deck/cli/ServiceStatus.h"
 #include "deck/cli/StopSignals.h"
@@ -18,24 +19,24 @@ namespace deck::cli {
 
 class DeckRun {
 public:
-    /// Loads the plug-in. `signals` and `display` outlive the object. Throws HostError. [host, may
-    /// block]
-    DeckRun(const PlayOptions& options, const StopSignals& signals, Display& display);
+    /// Loads the plug-in. `signals`, `reload` and `display` outlive the object. Throws HostError.
+    /// [host, may block]
+    DeckRun(const PlayOptions& options,
+        const StopSignals& signals,
+        ReloadSignal& reload,
+        Display& display);
     DeckRun(const DeckRun&) = delete;
     DeckRun& operator=(const DeckRun&) = delete;
 
     /// Waits for the MIDI service, then connects the plug-in to the stored ports or to those of the
-    /// command line. False where the user ended the deck meanwhile. Throws HostError.
-    /// [host, may block]
+    /// command line. False where the user, or the terminal's end, ended the deck meanwhile. Throws
+    /// HostError. [host, may block]
     bool Start();
 
-    /// Takes in what has happened, and shows it. After Start. [host, may block]
+    /// Takes in what has happened, and shows it. After the signal to reload it has the
+    /// configuration read anew; once that is done it does what can be done while the deck runs, and
+    /// tells what it did, or in one line why nothing changes. After Start. [host, may block]
     void Update(bool isDue);
-
-    /// Begins to read the configuration anew. Once that is done Update does what can be done while
-    /// the deck runs, and tells what it did, or in one line why nothing changes. After Start.
-    /// [host]
-    void Reload();
 
     /// As they hold now.
     const RunOptions& Options() const noexcept { return mOptions.run; }
@@ -67,6 +68,7 @@ private:
 
     PlayOptions mOptions;
     const StopSignals& mSignals;
+    ReloadSignal& mReload;
     host::SettingsFile mSettings;
     TakeKeeper mTakes;
     StatusBoard mBoard;

@@ -17,12 +17,12 @@ namespace {
 
 constexpr int kSignalPollMillis = 100;
 
-void OnHangUp(cli::ReloadSignal& reload, cli::DeckRun& run)
+void OnHangUp(const cli::ReloadSignal& reload, cli::DeckRun& run)
 {
     if (reload.HasLostTerminal()) {
         QApplication::quit();
-    } else if (reload.TryTake()) {
-        run.Reload();
+    } else {
+        run.Update(false);
     }
 }
 
@@ -39,7 +39,7 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
     UseDarkColours();
 
     WindowDeck model(options);
-    cli::DeckRun run(options, signals, model);
+    cli::DeckRun run(options, signals, reload, model);
     if (!run.Start()) {
         return kExitDone;
     }
