@@ -61,7 +61,7 @@ TEST_F(ReloadTest, LocatesAndWindsAsItIsTold)
     constexpr FrameNumber kStart = 10 * 25 + 18;
     StartWith("locate-rate = sender\nwind-speed = 7\n");
     LocateAt24(10, 18);
-    ASSERT_TRUE(WaitForFullFrame(kStart + 1)) << "18/24 of a second";
+    ASSERT_TRUE(WaitForFullFrame(kStart + 1)) << "18/24 of a second; " << mDeck->Output();
 
     ReloadWith("locate-rate = deck\nwind-speed = 50\n", "wind-speed, locate-rate");
 
