@@ -5,16 +5,13 @@
 #include "deck/cli/ConfigFile.h"
 #include "deck/cli/HeadlessOptions.h"
 #include "deck/cli/OptionValues.h"
+#include "deck/cli/SharedOptions.h"
 #include "deck/cli/TakeKeeper.h"
 #include "deck/cli/ToolsCommandLine.h"
 #include "deck/host/HostError.h"
-#include "deck/host/SettingsFile.h"
 #include "deck/media/MediaInfo.h"
 
 #include <CLI/CLI.hpp>
-
-#include <charconv>
-#include <cmath>
 
 namespace deck::cli {
 namespace {
@@ -26,6 +23,7 @@ The MIDI service is chosen by KEL_MIDI_SERVICE: auto (default), alsa, jack or bu
 Exit status: 0 done, 1 failed, 2 something given was wrong, 3 not there yet (--no-wait).)";
 constexpr int kSlowestWind = 2;
 constexpr int kFastestWind = 100;
+constexpr int kMostScreens = 100;
 constexpr double kLongestInterval = 86400;
 
 // As CLI11 reads them: texts that have a meaning only together stay texts until all are known.
@@ -53,12 +51,6 @@ struct RawPlay {
     std::string outside = "hold";
     bool isMeant = false; // by the config command, rather than run
 };
-
-void AddBundle(CLI::App& app, std::optional<std::filesystem::path>& bundle)
-{
-    app.add_option("--bundle", bundle, "The plug-in's bundle (default: the one beside korva-deck)")
-        ->type_name("FOLDER");
-}
 
 void AddPorts(CLI::App& app, PortsOptions& options)
 {
@@ -105,14 +97,6 @@ void AddTransport(CLI::App& run, RawRun& raw)
            "Whose frame numbers count in a locate: sender, deck, or auto (default): the deck's, "
            "unless it has no such frame")
         ->type_name("sender|deck|auto");
-}
-
-void AddSettings(CLI::App& app, std::filesystem::path& settings)
-{
-    app.add_option("--settings", settings,
-           "The file that keeps the ports (default " + host::SettingsFile::DefaultPath().string()
-               + ")")
-        ->type_name("FILE");
 }
 
 void AddRunOptions(CLI::App& run, RawRun& raw)
@@ -219,24 +203,12 @@ void AddDemo(CLI::App& app, DemoOptions& options)
 
 int ParseWindSpeed(const std::string& text)
 {
-    int speed = 0;
-    const char* const end = text.data() + text.size();
-    const auto [parsed, error] = std::from_chars(text.data(), end, speed);
-    if (error != std::errc() || parsed != end || speed < kSlowestWind || speed > kFastestWind) {
-        throw HostError("--wind-speed " + text + ": it is a whole number from 2 to 100");
-    }
-    return speed;
+    return static_cast<int>(ParseWhole("--wind-speed", text, kSlowestWind, kFastestWind));
 }
 
 int ParseScreen(const std::string& text)
 {
-    int screen = 0;
-    const char* const end = text.data() + text.size();
-    const auto [parsed, error] = std::from_chars(text.data(), end, screen);
-    if (error != std::errc() || parsed != end || screen < 1) {
-        throw HostError("--screen " + text + ": it is a whole number, 1 for the first screen");
-    }
-    return screen;
+    return static_cast<int>(ParseWhole("--screen", text, 1, kMostScreens));
 }
 
 double ParseInterval(const std::string& text)
@@ -246,17 +218,16 @@ double ParseInterval(const std::string& text)
 
 MtcPacerOptions ParsePacing(const std::string& pacing, const std::string& offset)
 {
-    const double millis
-        = ParseNumber("--mtc-offset", offset, -1000, 1000, "a number of milliseconds");
+    const std::chrono::nanoseconds shift = ParseMillis("--mtc-offset", offset, -1000, 1000);
     if (pacing != "on" && pacing != "off") {
         throw HostError("--mtc-pacing " + pacing + ": it is on or off");
     }
     MtcPacerOptions options;
     options.enabled = pacing == "on";
-    if (!options.enabled && millis != 0) {
+    if (!options.enabled && shift.count() != 0) {
         throw HostError("--mtc-offset shifts paced MTC; it goes with --mtc-pacing on");
     }
-    options.offset = std::chrono::nanoseconds(std::llround(millis * 1e6));
+    options.offset = shift;
     return options;
 }
 
@@ -267,10 +238,8 @@ void CheckPorts(const RunOptions& options)
             + " alone binds nothing: the plug-in binds both ports or none; give "
             + (options.in ? "--out" : "--in") + " too");
     }
-    if ((options.in && options.in->empty()) || (options.out && options.out->empty())) {
-        throw HostError("--in and --out take an ID or part of a port's name, not nothing; "
-                        "`korva-deck ports` lists the ports");
-    }
+    CheckPort("--in", options.in);
+    CheckPort("--out", options.out);
 }
 
 FrameNumber ParseStart(const std::string& text, FrameRate rate)
@@ -319,15 +288,15 @@ RunOptions Finish(const RawRun& raw)
     RunOptions options = raw.options;
     options.mtc = ParseMTC(raw);
     if (!raw.rate.empty()) {
-        options.rate = ParseRate(raw.rate);
+        options.transport.rate = ParseRate(raw.rate);
     }
     if (!raw.start.empty()) {
-        options.startFrame = ParseStart(raw.start, options.rate);
+        options.transport.startFrame = ParseStart(raw.start, options.transport.rate);
     }
-    options.windSpeed = ParseWindSpeed(raw.windSpeed);
+    options.transport.windSpeed = ParseWindSpeed(raw.windSpeed);
     options.statusInterval = ParseInterval(raw.statusInterval);
     options.pacing = ParsePacing(raw.pacing, raw.mtcOffset);
-    options.locateRate = ParseLocateRate(raw.locateRate);
+    options.transport.locateRate = ParseLocateRate(raw.locateRate);
     options.revive = !raw.noRevive;
     options.ownPorts = !raw.noOwnPorts;
     if (options.takes.empty()) {
@@ -357,11 +326,11 @@ void TakeOverMedia(RawPlay& raw, const MediaInfo& info)
                 + std::to_string(info.fpsNumerator) + "/" + std::to_string(info.fpsDenominator)
                 + " frames a second, which is no time code rate; give --rate");
         }
-        raw.run.options.rate = *rate;
+        raw.run.options.transport.rate = *rate;
     } else {
-        raw.run.options.rate = ParseRate(raw.run.rate);
+        raw.run.options.transport.rate = ParseRate(raw.run.rate);
     }
-    const FrameRate rate = raw.run.options.rate;
+    const FrameRate rate = raw.run.options.transport.rate;
     FrameNumber start = 0;
     if (info.startTimecode) {
         const Parsed<Timecode> timecode = ParseTimecode(*info.startTimecode, rate);
@@ -404,7 +373,7 @@ PlayOptions Finish(RawPlay& raw)
         throw HostError("--offset moves a video; name its file");
     }
     PlayOptions options = raw.options;
-    raw.run.options.startFrame = raw.options.mediaStart;
+    raw.run.options.transport.startFrame = raw.options.mediaStart;
     raw.run.options.reel = raw.options.file ? raw.options.file->filename().string() : "";
     options.run = Finish(raw.run);
     options.run.command = "play";
@@ -455,19 +424,14 @@ Command Parse(const std::vector<std::string>& arguments, std::optional<ConfigFil
     app.require_subcommand(0, 1); // none is answered below, after what is unknown
     PortsOptions ports;
     RawRun run;
-    run.options.settings = host::SettingsFile::DefaultPath();
     RawPlay play;
-    play.run.options.settings = run.options.settings;
     RawRun connect;
-    connect.options.settings = run.options.settings;
     ConfigureOptions configure;
-    configure.settings = run.options.settings;
     DemoOptions demo;
     TakesOptions takes;
     StatusOptions status;
     std::string shell;
     RawPlay effective;
-    effective.run.options.settings = run.options.settings;
     AddPorts(app, ports);
     AddConnect(app, connect);
     AddConfigure(app, configure);
@@ -542,6 +506,22 @@ RunOptions* DeckOf(Command& command)
 }
 
 } // namespace
+
+PlayOptions WithoutAWindow(RunOptions options)
+{
+    PlayOptions deck;
+    deck.run = std::move(options);
+    return deck;
+}
+
+PlayOptions ParseDeck(const std::vector<std::string>& arguments)
+{
+    Command command = ParseCommandLine(arguments);
+    if (auto* const run = std::get_if<RunOptions>(&command)) {
+        return WithoutAWindow(std::move(*run));
+    }
+    return std::get<PlayOptions>(std::move(command));
+}
 
 Command ParseCommandLine(const std::vector<std::string>& arguments)
 {

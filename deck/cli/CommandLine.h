@@ -41,14 +41,9 @@ struct RunOptions {
     std::optional<std::string> in;
     std::optional<std::string> out;
     std::optional<bool> mtc;
-    FrameRate rate = FrameRate::k25;
-    FrameNumber startFrame = 0;
-    int windSpeed = 10;
-    FrameNumber firstFrame = 0;
-    std::optional<FrameNumber> lastFrame; // else the day's last
+    TransportSettings transport{.locateRate = LocateRate::Auto};
     MtcPacerOptions pacing;
     bool ownPorts = true;
-    LocateRate locateRate = LocateRate::Auto;
     bool revive = true;
     std::optional<std::filesystem::path> bundle;
     std::filesystem::path settings;
@@ -97,6 +92,13 @@ using Command = std::variant<PortsOptions,
     TakesOptions,
     StatusOptions,
     PrintOptions>;
+
+/// A deck that has no picture.
+PlayOptions WithoutAWindow(RunOptions options);
+
+/// `arguments`, without the program's name, of a deck: those of `run` as those of a `play` without
+/// a picture. Throws HostError. [any thread, may block]
+PlayOptions ParseDeck(const std::vector<std::string>& arguments);
 
 /// `arguments` without the program's name. Throws HostError, whose line says what was wrong and
 /// what would be right.

@@ -67,7 +67,6 @@ void DeckMonitor::SetPorts(const host::PortSettings& ports)
 
 void DeckMonitor::Update(bool isDue)
 {
-    mSession.Events().Clear();
     if (mSetupChanged.exchange(false)) {
         LookAtPorts();
     }

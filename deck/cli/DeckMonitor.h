@@ -35,7 +35,8 @@ public:
     /// Whether a surface that hears nothing any more is connected anew. [host]
     void SetRevives(bool revives) noexcept { mRevives = revives; }
 
-    /// Takes in what has happened, and shows it. [host, may block]
+    /// Takes in what has happened, and shows it. After Clear of the session's events.
+    /// [host, may block]
     void Update(bool isDue);
 
     const DeckStatus& Status() const noexcept { return mStatus; }

@@ -3,6 +3,62 @@
 namespace deck::cli {
 namespace {
 
+enum class Holds {
+    WithThePorts, // which are bound anew
+    AtOnce,
+    AfterARestart
+};
+
+struct Option {
+    const char* name;
+    Holds holds;
+    bool (*differs)(const PlayOptions& now, const PlayOptions& next);
+    void (*take)(PlayOptions& now, const PlayOptions& next);
+};
+
+/// `Path` leads from PlayOptions to the option's value, member by member.
+template <auto... Path> constexpr Option MakeOption(const char* name, Holds holds)
+{
+    return {name, holds,
+        [](const PlayOptions& now, const PlayOptions& next) {
+            return (now.*....*Path) != (next.*....*Path);
+        },
+        [](PlayOptions& now, const PlayOptions& next) { (now.*....*Path) = (next.*....*Path); }};
+}
+
+constexpr auto kRun = &PlayOptions::run;
+constexpr auto kTransport = &RunOptions::transport;
+constexpr auto kPacing = &RunOptions::pacing;
+
+/// Every option of `run` and `play`: DeckReload.KnowsEveryOption.
+constexpr Option kOptions[] = {
+    MakeOption<kRun, &RunOptions::in>("in", Holds::WithThePorts),
+    MakeOption<kRun, &RunOptions::out>("out", Holds::WithThePorts),
+    MakeOption<kRun, &RunOptions::mtc>("mtc", Holds::WithThePorts),
+    MakeOption<kRun, kPacing, &MtcPacerOptions::enabled>("mtc-pacing", Holds::AtOnce),
+    MakeOption<kRun, kPacing, &MtcPacerOptions::offset>("mtc-offset", Holds::AtOnce),
+    MakeOption<kRun, kTransport, &TransportSettings::windSpeed>("wind-speed", Holds::AtOnce),
+    MakeOption<kRun, kTransport, &TransportSettings::locateRate>("locate-rate", Holds::AtOnce),
+    MakeOption<kRun, &RunOptions::revive>("no-revive", Holds::AtOnce),
+    MakeOption<kRun, &RunOptions::statusInterval>("status-interval", Holds::AtOnce),
+    MakeOption<&PlayOptions::file>("file", Holds::AfterARestart),
+    MakeOption<&PlayOptions::mediaStart>("offset", Holds::AfterARestart),
+    MakeOption<&PlayOptions::audio>("audio", Holds::AfterARestart),
+    MakeOption<&PlayOptions::burnIn>("burn-in", Holds::AfterARestart),
+    MakeOption<&PlayOptions::fullScreen>("full-screen", Holds::AfterARestart),
+    MakeOption<&PlayOptions::screen>("screen", Holds::AfterARestart),
+    MakeOption<&PlayOptions::pictureDelay>("picture-delay", Holds::AfterARestart),
+    MakeOption<&PlayOptions::blackOutside>("outside", Holds::AfterARestart),
+    MakeOption<kRun, kTransport, &TransportSettings::rate>("rate", Holds::AfterARestart),
+    MakeOption<kRun, kTransport, &TransportSettings::startFrame>("start", Holds::AfterARestart),
+    MakeOption<kRun, &RunOptions::ownPorts>("no-own-ports", Holds::AfterARestart),
+    MakeOption<kRun, &RunOptions::bundle>("bundle", Holds::AfterARestart),
+    MakeOption<kRun, &RunOptions::settings>("settings", Holds::AfterARestart),
+    MakeOption<kRun, &RunOptions::takes>("takes", Holds::AfterARestart),
+    MakeOption<kRun, &RunOptions::json>("json", Holds::AfterARestart),
+    MakeOption<kRun, &RunOptions::noWait>("no-wait", Holds::AfterARestart),
+};
+
 std::string Joined(const std::vector<std::string>& names)
 {
     std::string text;
@@ -12,38 +68,18 @@ std::string Joined(const std::vector<std::string>& names)
     return text;
 }
 
-bool IsSamePacing(const MtcPacerOptions& now, const MtcPacerOptions& next)
-{
-    return now.enabled == next.enabled && now.offset == next.offset;
-}
-
 } // namespace
 
-Changes Compare(const RunOptions& now, const RunOptions& next)
+Changes Compare(const PlayOptions& now, const PlayOptions& next)
 {
     Changes changes;
-    const auto note = [](std::vector<std::string>& list, bool isChanged, const char* name) {
-        if (isChanged) {
-            list.emplace_back(name);
+    for (const Option& option : kOptions) {
+        if (option.differs(now, next)) {
+            changes.ports = changes.ports || option.holds == Holds::WithThePorts;
+            const bool isLater = option.holds == Holds::AfterARestart;
+            (isLater ? changes.later : changes.done).emplace_back(option.name);
         }
-    };
-    changes.ports = now.in != next.in || now.out != next.out || now.mtc != next.mtc;
-    note(changes.done, now.in != next.in, "in");
-    note(changes.done, now.out != next.out, "out");
-    note(changes.done, now.mtc != next.mtc, "mtc");
-    note(changes.done, now.windSpeed != next.windSpeed, "wind-speed");
-    note(changes.done, now.locateRate != next.locateRate, "locate-rate");
-    note(changes.done, now.revive != next.revive, "no-revive");
-    note(changes.done, now.statusInterval != next.statusInterval, "status-interval");
-    note(changes.later, now.rate != next.rate, "rate");
-    note(changes.later, now.startFrame != next.startFrame, "start");
-    note(changes.later, !IsSamePacing(now.pacing, next.pacing), "mtc-pacing and mtc-offset");
-    note(changes.later, now.ownPorts != next.ownPorts, "no-own-ports");
-    note(changes.later, now.bundle != next.bundle, "bundle");
-    note(changes.later, now.settings != next.settings, "settings");
-    note(changes.later, now.takes != next.takes, "takes");
-    note(changes.later, now.json != next.json, "json");
-    note(changes.later, now.noWait != next.noWait, "no-wait");
+    }
     return changes;
 }
 
@@ -56,16 +92,14 @@ std::string Describe(const Changes& changes)
     return text.empty() ? "nothing has changed" : text;
 }
 
-void TakeChanges(RunOptions& now, const RunOptions& next)
+void TakeChanges(PlayOptions& now, const PlayOptions& next)
 {
-    now.in = next.in;
-    now.out = next.out;
-    now.mtc = next.mtc;
-    now.windSpeed = next.windSpeed;
-    now.locateRate = next.locateRate;
-    now.revive = next.revive;
-    now.statusInterval = next.statusInterval;
-    now.portsMayCome = next.portsMayCome;
+    for (const Option& option : kOptions) {
+        if (option.holds != Holds::AfterARestart) {
+            option.take(now, next);
+        }
+    }
+    now.run.portsMayCome = next.run.portsMayCome; // goes with in and out
 }
 
 } // namespace deck::cli

@@ -12,12 +12,12 @@ struct Changes {
     std::vector<std::string> later; // what holds only after a restart
 };
 
-Changes Compare(const RunOptions& now, const RunOptions& next);
+Changes Compare(const PlayOptions& now, const PlayOptions& next);
 
 /// One line for the user.
 std::string Describe(const Changes& changes);
 
 /// Makes `now` what `next` is, but for what holds only after a restart.
-void TakeChanges(RunOptions& now, const RunOptions& next);
+void TakeChanges(PlayOptions& now, const PlayOptions& next);
 
 } // namespace deck::cli

@@ -12,18 +12,6 @@ namespace {
 // The service tells of a server that has come; this is for one that forgets to
 constexpr std::chrono::milliseconds kServicePoll{1000};
 
-TransportSettings MakeTransportSettings(const RunOptions& options)
-{
-    TransportSettings settings;
-    settings.rate = options.rate;
-    settings.startFrame = options.startFrame;
-    settings.firstFrame = options.firstFrame;
-    settings.lastFrame = options.lastFrame;
-    settings.windSpeed = options.windSpeed;
-    settings.locateRate = options.locateRate;
-    return settings;
-}
-
 MIDIUniqueID Choose(host::PortDirection direction, const std::string& wanted)
 {
     return host::ChoosePort(host::ListPorts(direction), direction, wanted).id;
@@ -31,15 +19,18 @@ MIDIUniqueID Choose(host::PortDirection direction, const std::string& wanted)
 
 } // namespace
 
-DeckRun::DeckRun(const RunOptions& options, const StopSignals& signals, Display& display)
+DeckRun::DeckRun(
+    const PlayOptions& options, const StopSignals& signals, ReloadSignal& reload, Display& display)
     : mOptions(options)
     , mSignals(signals)
-    , mSettings(options.settings)
-    , mTakes(options.takes, options.reel, display)
-    , mBoard({options.command, mSettings.Path(), options.takes})
+    , mReload(reload)
+    , mSettings(Options().settings)
+    , mTakes(Options().takes, Options().reel, display)
+    , mBoard({Options().command, mSettings.Path(), Options().takes})
     , mDisplay(display, mTakes, mBoard)
-    , mSession(options.bundle ? *options.bundle : host::FindBundle(),
-          {MakeTransportSettings(options), options.pacing, options.ownPorts, display.WantsMTC()})
+    , mSession(Options().bundle ? *Options().bundle : host::FindBundle(),
+          {Options().transport, Options().pacing, Options().ownPorts, display.WantsMTC()})
+    , mReader(Options().arguments, [this] { mSession.Events().Wake(); })
 {
     ShowService({});
     Serve();
@@ -58,8 +49,8 @@ void DeckRun::Serve()
 /// How the deck is before it has a monitor.
 void DeckRun::ShowService(const ServiceStatus& service)
 {
-    mBefore.rate = mOptions.rate;
-    mBefore.frame = mOptions.startFrame;
+    mBefore.rate = Options().transport.rate;
+    mBefore.frame = Options().transport.startFrame;
     mBefore.service = service.name;
     mBefore.waitsFor = service.waitsFor;
     mBoard.Post(mBefore);
@@ -69,7 +60,8 @@ bool DeckRun::Start()
 {
     while (!TryStart()) {
         host::DeckEvents& events = mSession.Events();
-        if (mSignals.Wait({events.Descriptor()}, kServicePoll) == StopSignals::Woken::BySignal) {
+        const auto woken = mSignals.Wait({events.Descriptor()}, kServicePoll);
+        if (woken == StopSignals::Woken::BySignal || mReload.HasLostTerminal()) {
             return false;
         }
         events.Clear();
@@ -87,7 +79,8 @@ bool DeckRun::TryStart()
     if (!mPortWatch) {
         mSettings.Save(mSession.Settings());
     }
-    mMonitor.emplace(mSession, mDisplay, mOptions.rate, mOptions.startFrame, mOptions.revive);
+    mMonitor.emplace(mSession, mDisplay, Options().transport.rate, Options().transport.startFrame,
+        Options().revive);
     mMonitor->SetPorts(host::ReadPortSettings(settings));
     SayWhatIsMissing();
     mIsStarted = true;
@@ -130,7 +123,7 @@ bool DeckRun::IsServiceThere()
 
 void DeckRun::CheckMayWait(const std::string& what) const
 {
-    if (mOptions.noWait) {
+    if (Options().noWait) {
         throw HostError("not there: " + what, kExitNotThereYet);
     }
 }
@@ -142,9 +135,9 @@ std::string DeckRun::TakeOverSettings()
         = mSettings.Load([this](const std::string& line) { mDisplay.Tell("warning", line); });
     host::PortSettings ports = host::ReadPortSettings(stored);
     try {
-        TakeOver(mOptions, ports);
+        FindPorts(Options(), ports);
     } catch (const HostError& error) {
-        if (!mOptions.portsMayCome) {
+        if (!Options().portsMayCome) {
             throw;
         }
         CheckMayWait(error.what());
@@ -156,7 +149,7 @@ std::string DeckRun::TakeOverSettings()
 }
 
 /// What `options` say about ports and MTC. Throws HostError where a port is not there.
-void DeckRun::TakeOver(const RunOptions& options, host::PortSettings& ports)
+void DeckRun::FindPorts(const RunOptions& options, host::PortSettings& ports)
 {
     if (options.in) {
         ports.in = Choose(host::PortDirection::Source, *options.in);
@@ -189,7 +182,7 @@ void DeckRun::LookForPorts()
     }
     host::PortSettings ports = host::ReadPortSettings(mSession.Settings());
     try {
-        TakeOver(mOptions, ports);
+        FindPorts(Options(), ports);
     } catch (const HostError&) {
         return; // not yet
     }
@@ -200,34 +193,44 @@ void DeckRun::LookForPorts()
 
 void DeckRun::Update(bool isDue)
 {
+    mSession.Events().Clear(); // before anything is looked at that may have woken it
+    if (mReload.TryTake()) {
+        mReader.Begin();
+    }
+    TakeReloaded();
     LookForPorts();
     mMonitor->Update(isDue);
 }
 
-void DeckRun::Reload()
+void DeckRun::TakeReloaded()
 {
-    RunOptions next;
     try {
-        next = std::get<RunOptions>(ParseCommandLine(mOptions.arguments));
-        const Changes changes = Compare(mOptions, next);
-        if (changes.ports) {
-            ReloadPorts(next);
+        if (const auto next = mReader.TryTake()) {
+            TakeOver(*next);
         }
-        mSession.Tune(next.windSpeed, next.locateRate);
-        mMonitor->SetRevives(next.revive);
-        TakeChanges(mOptions, next);
-        mDisplay.Tell("reloaded", Describe(changes));
     } catch (const HostError& error) {
         const std::string why = error.what();
         mDisplay.Tell("warning", "not reloaded, nothing changes: " + why.substr(0, why.find('\n')));
     }
 }
 
+void DeckRun::TakeOver(const PlayOptions& next)
+{
+    const Changes changes = Compare(mOptions, next);
+    if (changes.ports) {
+        ReloadPorts(next.run);
+    }
+    mSession.Tune(next.run.transport, next.run.pacing);
+    mMonitor->SetRevives(next.run.revive);
+    TakeChanges(mOptions, next);
+    mDisplay.Tell("reloaded", Describe(changes));
+}
+
 void DeckRun::ReloadPorts(const RunOptions& next)
 {
     host::PortSettings ports = host::ReadPortSettings(mSession.Settings());
     try {
-        TakeOver(next, ports);
+        FindPorts(next, ports);
         mPortWatch.reset();
         ChoosePorts(ports);
     } catch (const HostError& error) {

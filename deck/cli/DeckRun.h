@@ -5,6 +5,8 @@
 
 #include "deck/cli/CommandLine.h"
 #include "deck/cli/DeckMonitor.h"
+#include "deck/cli/OptionsReader.h"
+#include "deck/cli/ReloadSignal.h"
 #include "deck/cli/RunDisplay.h"
 #include "deck/cli/ServiceStatus.h"
 #include "deck/cli/StopSignals.h"
@@ -17,15 +19,18 @@ namespace deck::cli {
 
 class DeckRun {
 public:
-    /// Loads the plug-in. `signals` and `display` outlive the object. Throws HostError. [host, may
-    /// block]
-    DeckRun(const RunOptions& options, const StopSignals& signals, Display& display);
+    /// Loads the plug-in. `signals`, `reload` and `display` outlive the object. Throws HostError.
+    /// [host, may block]
+    DeckRun(const PlayOptions& options,
+        const StopSignals& signals,
+        ReloadSignal& reload,
+        Display& display);
     DeckRun(const DeckRun&) = delete;
     DeckRun& operator=(const DeckRun&) = delete;
 
     /// Waits for the MIDI service, then connects the plug-in to the stored ports or to those of the
-    /// command line. False where the user ended the deck meanwhile. Throws HostError.
-    /// [host, may block]
+    /// command line. False where the user, or the terminal's end, ended the deck meanwhile. Throws
+    /// HostError. [host, may block]
     bool Start();
 
     /// The same for who cannot wait: false where the service is not there yet. Call it again when
@@ -35,15 +40,13 @@ public:
     /// The configuration names ports that are not there. [host]
     bool WaitsForPorts() const noexcept { return mPortWatch.has_value(); }
 
-    /// Takes in what has happened, and shows it. After Start. [host, may block]
+    /// Takes in what has happened, and shows it. After the signal to reload it has the
+    /// configuration read anew; once that is done it does what can be done while the deck runs, and
+    /// tells what it did, or in one line why nothing changes. After Start. [host, may block]
     void Update(bool isDue);
 
-    /// Reads the configuration anew, and does what can be done while the deck runs; tells what it
-    /// did, or in one line why nothing changes. After Start. [host, may block]
-    void Reload();
-
     /// As they hold now.
-    const RunOptions& Options() const noexcept { return mOptions; }
+    const RunOptions& Options() const noexcept { return mOptions.run; }
 
     /// After Start.
     DeckMonitor& Monitor() { return *mMonitor; }
@@ -64,14 +67,17 @@ private:
     void ShowService(const ServiceStatus& service);
     void CheckMayWait(const std::string& what) const;
     std::string TakeOverSettings();
-    void TakeOver(const RunOptions& options, host::PortSettings& ports);
+    void FindPorts(const RunOptions& options, host::PortSettings& ports);
+    void TakeReloaded();
+    void TakeOver(const PlayOptions& next);
     void WaitForPorts(const std::string& why);
     void LookForPorts();
     void ReloadPorts(const RunOptions& next);
     void SayWhatIsMissing();
 
-    RunOptions mOptions;
+    PlayOptions mOptions;
     const StopSignals& mSignals;
+    ReloadSignal& mReload;
     host::SettingsFile mSettings;
     TakeKeeper mTakes;
     StatusBoard mBoard;
@@ -85,6 +91,7 @@ private:
     // While ports that the configuration names are not there
     std::atomic<bool> mPortsChanged{false}; // set by the notification thread
     std::optional<host::MidiClient> mPortWatch;
+    OptionsReader mReader; // last: its thread uses the session
 };
 
 } // namespace deck::cli

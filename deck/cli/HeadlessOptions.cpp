@@ -1,27 +1,17 @@
 #include "deck/cli/HeadlessOptions.h"
 
 #include "deck/cli/ConfigFile.h"
+#include "deck/cli/SharedOptions.h"
 #include "deck/host/HostError.h"
-#include "deck/host/SettingsFile.h"
 
 #include <CLI/CLI.hpp>
 
 namespace deck::cli {
-namespace {
-
-void AddSettings(CLI::App& command, std::filesystem::path& settings)
-{
-    settings = host::SettingsFile::DefaultPath();
-    command.add_option("--settings", settings, "The settings file of the deck that is meant")
-        ->type_name("FILE");
-}
-
-} // namespace
 
 void AddTakes(CLI::App& app, TakesOptions& options)
 {
     CLI::App* const takes = app.add_subcommand("takes", "List what was recorded, or export it");
-    AddSettings(*takes, options.settings);
+    AddSettingsOfADeck(*takes, options.settings);
     ConfigFile::AddOption(*takes);
     takes->add_option("--takes", options.takes, "The take list (default: that of the settings)")
         ->type_name("FILE");
@@ -39,7 +29,7 @@ void AddTakes(CLI::App& app, TakesOptions& options)
 void AddStatus(CLI::App& app, StatusOptions& options)
 {
     CLI::App* const status = app.add_subcommand("status", "Tell how a deck is that runs");
-    AddSettings(*status, options.settings);
+    AddSettingsOfADeck(*status, options.settings);
     ConfigFile::AddOption(*status);
     status->add_flag("--json", options.json, "As one JSON object");
 }

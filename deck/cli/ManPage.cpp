@@ -28,8 +28,9 @@ constexpr Entry kFiles[] = {
 
 constexpr Entry kSignals[] = {
     {"SIGHUP",
-        "run reads its configuration anew, says what has changed and what needs a restart. With a "
-        "mistake in the file nothing changes. A deck that was started in a terminal ends with it."},
+        "A deck reads its configuration anew, says what has changed and what needs a restart. With "
+        "a mistake in the file nothing changes. A deck that was started in a terminal ends with "
+        "it."},
     {"SIGINT, SIGTERM", "The deck ends; a take that runs is ended, too."},
 };
 

@@ -4,7 +4,9 @@
 
 #include "deck/transport/Timecode.h"
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace deck::cli {
@@ -16,6 +18,22 @@ double ParseNumber(const std::string& option,
     double min,
     double max,
     const std::string& what);
+
+/// The same for a number without a fraction.
+std::int64_t ParseWhole(const std::string& option,
+    const std::string& text,
+    std::int64_t min,
+    std::int64_t max,
+    const std::string& what = "a whole number");
+
+/// A time, from `min` to `max` milliseconds or seconds.
+std::chrono::nanoseconds ParseMillis(
+    const std::string& option, const std::string& text, double min, double max);
+std::chrono::nanoseconds ParseSeconds(
+    const std::string& option, const std::string& text, double min, double max);
+
+/// Throws HostError where `port`, given by `option`, is empty.
+void CheckPort(const std::string& option, const std::optional<std::string>& port);
 
 /// Throws HostError.
 FrameRate ParseRate(const std::string& text);

@@ -29,14 +29,11 @@ milliseconds StatusInterval(const DeckRun& deck)
         std::chrono::duration<double>(deck.Options().statusInterval));
 }
 
-void Loop(DeckRun& deck, const StopSignals& signals, ReloadSignal& reload)
+void Loop(DeckRun& deck, const StopSignals& signals, const ReloadSignal& reload)
 {
     auto due = Clock::now();
     auto woken = StopSignals::Woken::ByTime;
     while (woken != StopSignals::Woken::BySignal && !reload.HasLostTerminal()) {
-        if (reload.TryTake()) {
-            deck.Reload();
-        }
         const milliseconds interval = StatusInterval(deck);
         const bool isDue = interval.count() > 0 && Clock::now() >= due;
         if (isDue) {
@@ -56,7 +53,7 @@ int RunDeck(const RunOptions& options, const StopSignals& signals)
     const std::unique_ptr<Display> display = MakeDisplay(options.json);
     ReloadSignal reload; // before there are other threads
     {
-        DeckRun deck(options, signals, *display);
+        DeckRun deck(WithoutAWindow(options), signals, reload, *display);
         NotifyServiceManager("READY=1"); // its machines may still be off
         if (!deck.Start()) {
             return kExitDone;

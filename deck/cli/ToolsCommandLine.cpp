@@ -1,39 +1,28 @@
 #include "deck/cli/ToolsCommandLine.h"
 
 #include "deck/cli/OptionValues.h"
+#include "deck/cli/SharedOptions.h"
 #include "deck/host/HostError.h"
-#include "deck/host/SettingsFile.h"
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 
 namespace deck::cli {
 namespace {
 
-constexpr double kMillisecond = 1e6;
-constexpr double kSecond = 1e9;
 constexpr double kLongestDuration = 864'000; // ten days, in seconds
-constexpr double kLargestCount = 1e15;
+constexpr std::int64_t kLargestCount = 1'000'000'000'000'000;
 constexpr double kLongestInterval = 86'400'000; // a day
-
-std::chrono::nanoseconds Nanoseconds(double count)
-{
-    return std::chrono::nanoseconds(std::llround(count));
-}
 
 std::uint8_t ParseDevice(const std::string& text)
 {
     if (text == "all") {
         return kMMCAllDevices;
     }
-    const double id = ParseNumber("--device", text, 0, kMMCAllDevices, "all, or a whole number");
-    if (id != std::trunc(id)) {
-        throw HostError("--device " + text + ": it is all, or a whole number from 0 to 127");
-    }
-    return static_cast<std::uint8_t>(id);
+    return static_cast<std::uint8_t>(
+        ParseWhole("--device", text, 0, kMMCAllDevices, "all, or a whole number"));
 }
 
 std::uint8_t ParseRateBits(const std::string& text)
@@ -68,11 +57,7 @@ std::uint8_t ParseGroups(const std::vector<std::string>& names)
 
 std::uint64_t ParseCount(const std::string& text)
 {
-    const double count = ParseNumber("--count", text, 1, kLargestCount, "a whole number");
-    if (count != std::trunc(count)) {
-        throw HostError("--count " + text + ": it is a whole number");
-    }
-    return static_cast<std::uint64_t>(count);
+    return static_cast<std::uint64_t>(ParseWhole("--count", text, 1, kLargestCount));
 }
 
 /// Nothing where the option was not given.
@@ -82,17 +67,7 @@ std::optional<std::chrono::nanoseconds> ParseDuration(
     if (text.empty()) {
         return std::nullopt;
     }
-    return Nanoseconds(
-        kSecond * ParseNumber(option, text, 0, kLongestDuration, "a number of seconds"));
-}
-
-void CheckPort(const std::string& option, const std::optional<std::string>& port)
-{
-    if (port && port->empty()) {
-        throw HostError(option
-            + " takes an ID or part of a port's name, not nothing; `korva-deck ports` lists the "
-              "ports");
-    }
+    return ParseSeconds(option, text, 0, kLongestDuration);
 }
 
 } // namespace
@@ -133,9 +108,7 @@ SendOptions ToolsCommandLine::FinishSend() const
     if (!mSend.rateBits.empty()) {
         options.mmc.rateBits = ParseRateBits(mSend.rateBits);
     }
-    options.interval = Nanoseconds(kMillisecond
-        * ParseNumber(
-            "--interval", mSend.interval, 0, kLongestInterval, "a number of milliseconds"));
+    options.interval = ParseMillis("--interval", mSend.interval, 0, kLongestInterval);
     if (options.list) {
         return options;
     }
@@ -212,9 +185,7 @@ CheckMtcOptions ToolsCommandLine::FinishCheckMtc() const
 {
     CheckMtcOptions options = mCheckMtc.options;
     options.duration = ParseDuration("--for", mCheckMtc.duration);
-    options.jitterLimit = Nanoseconds(kMillisecond
-        * ParseNumber(
-            "--jitter-limit", mCheckMtc.jitterLimit, 0, 1000, "a number of milliseconds"));
+    options.jitterLimit = ParseMillis("--jitter-limit", mCheckMtc.jitterLimit, 0, 1000);
     CheckPort("--from", options.from);
     if (!options.file && !options.from) {
         throw HostError("say what to check: --from PORT, or a file that `korva-deck monitor --json "
@@ -231,15 +202,8 @@ void ToolsCommandLine::AddDoctor(CLI::App& app)
     CLI::App* const doctor
         = app.add_subcommand("doctor", "Say why nothing happens, and what to do about it");
     doctor->footer("Exit status: 0 fine, 1 problems found, 2 something given was wrong.");
-    doctor
-        ->add_option("--bundle", mDoctor.options.bundle,
-            "The plug-in's bundle (default: the one beside korva-deck)")
-        ->type_name("FOLDER");
-    mDoctor.options.settings = host::SettingsFile::DefaultPath();
-    doctor
-        ->add_option("--settings", mDoctor.options.settings,
-            "The file that keeps the ports (default " + mDoctor.options.settings.string() + ")")
-        ->type_name("FILE");
+    AddBundle(*doctor, mDoctor.options.bundle);
+    AddSettings(*doctor, mDoctor.options.settings);
     doctor
         ->add_option(
             "--rate", mDoctor.rate, "Frames a second of the deck, to compare with what comes in")

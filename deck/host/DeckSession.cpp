@@ -146,6 +146,16 @@ void DeckSession::Notify(TransportState state, bool isRecording)
     }
 }
 
+void DeckSession::Tune(const TransportSettings& transport, const MtcPacerOptions& pacing) noexcept
+{
+    mTransport.Tune(transport.windSpeed, transport.locateRate);
+    for (Surface* const surface : {&mUsers, mOwn.get()}) {
+        if (surface != nullptr) {
+            surface->relay.Pacer().Tune(pacing.enabled, pacing.offset);
+        }
+    }
+}
+
 std::uint64_t DeckSession::SentMTC() const noexcept
 {
     return mUserPort.Sent() + (mOwnPorts ? mOwnPorts->Sent() : 0);

@@ -65,11 +65,10 @@ public:
     /// Brings the transport to rest for good; its last events are told by then. [host, may block]
     void Stop() { mTransport.Stop(); }
 
-    /// From the next wind and the next locate on. [any thread, real-time]
-    void Tune(int windSpeed, LocateRate locateRate) noexcept
-    {
-        mTransport.Tune(windSpeed, locateRate);
-    }
+    /// Takes over the wind speed, the locate rate and how MTC is paced: from the next wind and the
+    /// next locate on, and once the quarter frames that are scheduled are out. [any thread,
+    /// real-time]
+    void Tune(const TransportSettings& transport, const MtcPacerOptions& pacing) noexcept;
 
     DeckEvents& Events() noexcept { return mEvents; }
     TransportCommands& Commands() noexcept { return mTransport; }

@@ -56,9 +56,7 @@ MMCWatch::~MMCWatch()
 
 void MMCWatch::Follow(MIDIUniqueID id)
 {
-    if (mSource.Follow(id)) {
-        mSplitter = MMCSplitter{};
-    }
+    mSource.Follow(id, [this] { mSplitter = MMCSplitter{}; });
 }
 
 void MMCWatch::OnPackets(const MIDIPacketList* packets, void* self, void*)

@@ -2,7 +2,7 @@
 
 namespace deck::host {
 
-bool SourceConnection::Follow(MIDIUniqueID id)
+bool SourceConnection::Follow(MIDIUniqueID id, const std::function<void()>& whileApart)
 {
     const MIDIEndpointRef source = FindEndpoint(id, PortDirection::Source).value_or(0);
     if (source == mSource) {
@@ -11,6 +11,7 @@ bool SourceConnection::Follow(MIDIUniqueID id)
     if (mSource != 0) {
         MIDIPortDisconnectSource(mPort, mSource);
     }
+    whileApart();
     mSource = source;
     if (mSource != 0) {
         MIDIPortConnectSource(mPort, mSource, mContext);

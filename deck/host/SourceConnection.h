@@ -29,8 +29,10 @@ public:
     }
 
     /// Connects to the source of that ID where it is there, and to nothing where it is not; true
-    /// where that is a change. Call it again after each setup change. [host, may block]
-    bool Follow(MIDIUniqueID id);
+    /// where that is a change. `whileApart` is called in between, when nothing arrives. Call it
+    /// again after each setup change. [host, may block]
+    bool Follow(
+        MIDIUniqueID id, const std::function<void()>& whileApart = [] {});
     bool IsThere() const noexcept { return mSource != 0; }
 
 private:

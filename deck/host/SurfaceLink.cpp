@@ -1,5 +1,7 @@
 #include "deck/host/SurfaceLink.h"
 
+#include <utility>
+
 namespace deck::host {
 
 SurfaceLink::SurfaceLink(FrameRate rate, const Clock& clock, MtcPacer* pacer, std::uint8_t surface)
@@ -14,6 +16,7 @@ void SurfaceLink::Attach(const SurfaceSMPTE& smpte)
 {
     const std::lock_guard lock(mMutex);
     mSMPTE = smpte;
+    mIsNew = true;
 }
 
 void SurfaceLink::Detach()
@@ -33,20 +36,29 @@ void SurfaceLink::OnCall(const HostCall& call)
 
 void SurfaceLink::OnLocated(const Position& position)
 {
-    const Timecode time = ToTimecode(position.frame, mRate);
     const std::lock_guard lock(mMutex);
     if (mPacer != nullptr) {
         mPacer->Restart();
     }
     if (CanTell()) {
-        mSMPTE.table->GotoSMPTETime(mSMPTE.handle, mRate.SMPTEFormat(), time.hours, time.minutes,
-            time.seconds, time.frames, 0);
+        TellJump(position.frame);
     }
+}
+
+void SurfaceLink::TellJump(FrameNumber frame)
+{
+    const Timecode time = ToTimecode(frame, mRate);
+    mIsNew = false;
+    mSMPTE.table->GotoSMPTETime(
+        mSMPTE.handle, mRate.SMPTEFormat(), time.hours, time.minutes, time.seconds, time.frames, 0);
 }
 
 void SurfaceLink::OnPosition(const Position& present)
 {
     const std::lock_guard lock(mMutex);
+    if (mPacer != nullptr && CanTell()) {
+        BeginAnew(present);
+    }
     const Position position = mPacer != nullptr ? Ahead(present) : present;
     if (!CanTell() || !IsToBeTold(position)) {
         return;
@@ -58,6 +70,20 @@ void SurfaceLink::OnPosition(const Position& present)
     mSMPTE.table->TransmitFullFrame(mSMPTE.handle, static_cast<std::uint64_t>(offset.count()),
         static_cast<float>(position.speed), mRate.NominalFps(), uint8_t{mRate.IsDrop()}, time.hours,
         time.minutes, time.seconds, time.frames);
+}
+
+/// A surface that has come while the transport rolls begins like after a locate, and so do quarter
+/// frames that are paced in another way than before.
+void SurfaceLink::BeginAnew(const Position& present)
+{
+    const bool isOtherwise = mPacer->TakeTuning(mClock.Now());
+    const bool isNew = std::exchange(mIsNew, false);
+    if (isNew) {
+        mPacer->Restart(); // its quarter frames begin a cycle, whatever the last one's did
+    }
+    if (present.speed == 1 && (isNew || isOtherwise)) {
+        TellJump(WrapToDay(Ahead(present).frame, mRate));
+    }
 }
 
 /// At play speed what comes is known: the frame that the pacer wants to hear of by now.

@@ -34,6 +34,8 @@ private:
     bool CanTell() const noexcept;
     Position Ahead(const Position& position) const noexcept;
     bool IsToBeTold(const Position& position) noexcept;
+    void TellJump(FrameNumber frame);
+    void BeginAnew(const Position& present);
 
     FrameRate mRate;
     const Clock& mClock;
@@ -44,6 +46,7 @@ private:
     std::mutex mMutex;
     SurfaceSMPTE mSMPTE;          // guarded by mMutex
     bool mWantsPositions = false; // guarded by mMutex
+    bool mIsNew = false;          // nothing was told to mSMPTE yet; guarded by mMutex
 };
 
 } // namespace deck::host

@@ -34,16 +34,56 @@ void Count(std::atomic<std::uint64_t>& count) noexcept
 } // namespace
 
 MtcPacer::MtcPacer(const MtcPacerOptions& options, MtcOutput& output)
-    : mOptions(options)
+    : mOutputLatency(options.outputLatency)
+    , mDelivery(options.delivery)
     , mOutput(output)
+    , mWanted(MakeTuning(options.enabled, options.offset))
+    , mTuning(mWanted.load())
 {
+}
+
+MtcPacer::Tuning MtcPacer::MakeTuning(bool isEnabled, Time offset) noexcept
+{
+    return {isEnabled ? static_cast<std::int32_t>(offset.count()) : 0, isEnabled ? 1 : 0};
+}
+
+// Whoever reads the tuning hears of it by a later message too: it orders nothing else.
+bool MtcPacer::IsEnabled() const noexcept
+{
+    return mTuning.load(std::memory_order_relaxed).isEnabled != 0;
+}
+
+MtcPacer::Time MtcPacer::Offset() const noexcept
+{
+    return Time(mTuning.load(std::memory_order_relaxed).offsetNanos);
 }
 
 std::chrono::nanoseconds MtcPacer::Lead() const noexcept
 {
-    if (!mOptions.enabled)
+    if (!IsEnabled())
         return Time(0);
-    return mOptions.outputLatency + mOptions.delivery + std::max(Time(0), -mOptions.offset);
+    return mOutputLatency + mDelivery + std::max(Time(0), -Offset());
+}
+
+void MtcPacer::Tune(bool isEnabled, std::chrono::nanoseconds offset) noexcept
+{
+    mWanted.store(MakeTuning(isEnabled, offset), std::memory_order_relaxed); // orders nothing else
+}
+
+bool MtcPacer::TakeTuning(std::chrono::nanoseconds now) noexcept
+{
+    if (!HoldsBack() || mWantsSecondHalf || (mIsRunning && now < mOutUntil))
+        return false;
+    mTuning.store(mWanted.load(std::memory_order_relaxed), std::memory_order_relaxed);
+    const bool endsRun = mIsRunning;
+    Restart();
+    mComesAfterTuning = endsRun;
+    return endsRun;
+}
+
+bool MtcPacer::HoldsBack() const noexcept
+{
+    return mWanted.load(std::memory_order_relaxed) != mTuning.load(std::memory_order_relaxed);
 }
 
 bool MtcPacer::Report(FrameNumber frame,
@@ -51,9 +91,30 @@ bool MtcPacer::Report(FrameNumber frame,
     std::chrono::nanoseconds moment,
     std::chrono::nanoseconds now) noexcept
 {
-    if (!mOptions.enabled)
-        return true;
+    if (HoldsBack() && !mWantsSecondHalf)
+        return false;
     const Cycle next{WrapToDay(frame, rate), rate, moment};
+    if (mComesAfterTuning && GoesOnSeamlessly(next))
+        return false;
+    if (IsEnabled() && !MayPace(next, now))
+        return false;
+    mComesAfterTuning = false;
+    mWantsSecondHalf = !mWantsSecondHalf;
+    mIsRunning = true;
+    mRefusedStarts = 0;
+    mLastReport = next;
+    mOutUntil = std::max(next.moment + Offset(), now) + QuarterFrames(3, rate) + mOutputLatency;
+    return true;
+}
+
+/// A machine must see that the run before the tuning has ended.
+bool MtcPacer::GoesOnSeamlessly(const Cycle& next) const noexcept
+{
+    return next.frame % 2 != 0 || next.frame == WrapToDay(mLastReport.frame + 1, next.rate);
+}
+
+bool MtcPacer::MayPace(const Cycle& next, Time now) noexcept
+{
     mIsRunning = mIsRunning && ContinuesRun(next);
     if (!mIsRunning && !MayBegin(next, now))
         return false;
@@ -62,10 +123,6 @@ bool MtcPacer::Report(FrameNumber frame,
         return false;
     if (!isSecondHalf && !TryPush(next))
         return false;
-    mWantsSecondHalf = !mWantsSecondHalf;
-    mIsRunning = true;
-    mRefusedStarts = 0;
-    mLastReport = next;
     return true;
 }
 
@@ -73,6 +130,7 @@ void MtcPacer::Restart() noexcept
 {
     mIsRunning = false;
     mWantsSecondHalf = false;
+    mComesAfterTuning = false;
 }
 
 bool MtcPacer::ContinuesRun(const Cycle& next) const noexcept
@@ -83,8 +141,8 @@ bool MtcPacer::ContinuesRun(const Cycle& next) const noexcept
 
 bool MtcPacer::MayBegin(const Cycle& first, Time now) noexcept
 {
-    const Time left = first.moment + mOptions.offset - now;
-    const bool isOnTime = left >= mOptions.outputLatency + mOptions.delivery / 2;
+    const Time left = first.moment + Offset() - now;
+    const bool isOnTime = left >= mOutputLatency + mDelivery / 2;
     if (isOnTime || mRefusedStarts >= kMaxRefusedStarts)
         return true;
     ++mRefusedStarts;
@@ -103,12 +161,14 @@ bool MtcPacer::TryPush(const Cycle& cycle) noexcept
 
 void MtcPacer::OnMessage(ByteView bytes, std::chrono::nanoseconds arrival) noexcept
 {
-    if (mOptions.enabled && bytes.size() == 2 && bytes[0] == kQuarterFrameStatus)
-        OnQuarterFrame(bytes, arrival);
-    else if (mOptions.enabled && DecodeFullFrame(bytes))
-        OnFullFrame(bytes, arrival);
-    else
-        mOutput.Send(bytes, Time(0));
+    if (DecodeFullFrame(bytes))
+        return OnFullFrame(bytes, arrival); // what it cancels may be of before a tuning
+    if (bytes.size() == 2 && bytes[0] == kQuarterFrameStatus) {
+        if (IsEnabled())
+            return OnQuarterFrame(bytes, arrival);
+        mHasFullFrame = false;
+    }
+    mOutput.Send(bytes, Time(0));
 }
 
 void MtcPacer::OnFullFrame(ByteView bytes, Time arrival) noexcept
@@ -166,7 +226,8 @@ bool MtcPacer::TryBeginCycle(int piece, std::uint8_t data, Time arrival) noexcep
 /// own full frame was lost: a machine that gets none may roll at the wrong place.
 void MtcPacer::Introduce(const Cycle& cycle, Time arrival) noexcept
 {
-    const bool continues = mLastCycle && mLastCycle->rate == cycle.rate
+    const Tuning tuning = mTuning.load(std::memory_order_relaxed); // see IsEnabled
+    const bool continues = mLastCycle && mLastCycle->rate == cycle.rate && mLastTuning == tuning
         && cycle.moment - mLastCycle->moment < kLongestStep
         && Leads(mLastCycle->frame, cycle.frame, cycle.moment - mLastCycle->moment, cycle.rate);
     if (!continues && !mHasFullFrame) {
@@ -175,11 +236,12 @@ void MtcPacer::Introduce(const Cycle& cycle, Time arrival) noexcept
         Count(mFullFramesAdded);
     }
     mHasFullFrame = false;
+    mLastTuning = tuning;
 }
 
 void MtcPacer::SendAtItsTime(ByteView bytes, int piece, Time arrival) noexcept
 {
-    const Time ideal = mCycle->moment + mOptions.offset + QuarterFrames(piece, mCycle->rate);
+    const Time ideal = mCycle->moment + Offset() + QuarterFrames(piece, mCycle->rate);
     // A deck that moves its clock back a little must not turn the order round
     const Time due = std::max(ideal, mScheduledUntil);
     // With its time stamp also when that has passed: it must not overtake the piece before it
@@ -196,7 +258,7 @@ void MtcPacer::SendAtItsTime(ByteView bytes, int piece, Time arrival) noexcept
 void MtcPacer::FlushScheduled(Time arrival) noexcept
 {
     // What was due a moment ago may still be on its way out
-    if (mScheduledUntil + mOptions.outputLatency > arrival)
+    if (mScheduledUntil + mOutputLatency > arrival)
         mOutput.Flush();
     mScheduledUntil = std::min(mScheduledUntil, arrival);
 }

@@ -54,8 +54,8 @@ struct MtcPacerCounts {
     std::chrono::nanoseconds mostLate{0};
 };
 
-/// Report and Restart belong to one thread, OnMessage to another; neither waits for the other.
-/// All times are host times in nanoseconds.
+/// Report, Restart and TakeTuning belong to one thread, OnMessage to another; neither waits for the
+/// other. All times are host times in nanoseconds.
 class MtcPacer {
 public:
     MtcPacer(const MtcPacerOptions& options, MtcOutput& output);
@@ -65,6 +65,15 @@ public:
     /// How long before its moment the deck should report a frame; 0 when pacing is off.
     /// [any thread]
     std::chrono::nanoseconds Lead() const noexcept;
+
+    /// Other values of these two options. They hold from TakeTuning on; of several calls until
+    /// then the last one counts. [any thread, real-time]
+    void Tune(bool isEnabled, std::chrono::nanoseconds offset) noexcept;
+    /// Takes over what Tune was given, once what the plug-in has begun is out: until then Report
+    /// begins no cycle, so that nothing scheduled is lost, and nothing overtakes it. True when that
+    /// has ended a run: the deck must now call GotoSMPTETime, since what follows is elsewhere.
+    /// Before each Report. [transport, real-time]
+    bool TakeTuning(std::chrono::nanoseconds now) noexcept;
 
     /// At normal speed, once a frame in order: frame `frame` has its moment at `moment`. True when
     /// the deck must now call TransmitFullFrame for it; false when the frame is to be left out,
@@ -86,12 +95,27 @@ public:
 private:
     using Time = std::chrono::nanoseconds;
 
+    // Both in one word, so that no thread sees one without the other
+    struct Tuning {
+        std::int32_t offsetNanos = 0;
+        std::int32_t isEnabled = 0;
+
+        bool operator==(const Tuning&) const = default;
+    };
+    static_assert(std::atomic<Tuning>::is_always_lock_free);
+    static Tuning MakeTuning(bool isEnabled, Time offset) noexcept;
+
     struct Cycle {
         FrameNumber frame = 0;
         FrameRate rate;
         Time moment{0};
     };
 
+    bool IsEnabled() const noexcept;
+    Time Offset() const noexcept;
+    bool HoldsBack() const noexcept;
+    bool GoesOnSeamlessly(const Cycle& next) const noexcept;
+    bool MayPace(const Cycle& next, Time now) noexcept;
     bool ContinuesRun(const Cycle& next) const noexcept;
     bool MayBegin(const Cycle& first, Time now) noexcept;
     bool TryPush(const Cycle& cycle) noexcept;
@@ -106,14 +130,20 @@ private:
 
     static constexpr std::uint32_t kCapacity = 64;
 
-    const MtcPacerOptions mOptions;
+    const Time mOutputLatency;
+    const Time mDelivery;
     MtcOutput& mOutput;
+
+    std::atomic<Tuning> mWanted; // written by whoever tunes
+    std::atomic<Tuning> mTuning; // what holds; written by the reporting thread only
 
     // Written by the reporting thread only
     bool mIsRunning = false;
     bool mWantsSecondHalf = false; // which half of a cycle the plug-in sends with the next call
     Cycle mLastReport;
     int mRefusedStarts = 0;
+    Time mOutUntil{0};              // something of the last accepted report may be on its way
+    bool mComesAfterTuning = false; // what begins next
 
     // From the reporting thread to the receiving one
     std::array<Cycle, kCapacity> mReports{};
@@ -123,6 +153,7 @@ private:
     // Written by the receiving thread only
     std::optional<Cycle> mCycle;
     std::optional<Cycle> mLastCycle; // stays when mCycle ends
+    Tuning mLastTuning;              // of mLastCycle
     int mLastPiece = kMtcPieces - 1;
     bool mPassesUnmatched = false;
     bool mHasFullFrame = false; // sent after the last quarter frame

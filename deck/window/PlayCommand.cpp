@@ -1,5 +1,6 @@
 #include "deck/window/PlayCommand.h"
 
+#include "deck/cli/ReloadSignal.h"
 #include "deck/cli/RequireDisplay.h"
 #include "deck/host/HostError.h"
 #include "deck/window/DeckWindow.h"
@@ -84,6 +85,7 @@ void Open(DeckWindow& window, QScreen* screen, bool isFull)
 int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signals)
 {
     cli::RequireDisplay("a window", "`korva-deck run` needs none");
+    cli::ReloadSignal reload; // before there are other threads
     int argumentCount = 1;
     char name[] = "korva-deck";
     char* arguments[] = {name, nullptr};
@@ -92,7 +94,7 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
 
     QScreen* const screen = options.screen ? ScreenOf(*options.screen) : nullptr;
     WindowDeck model(options);
-    cli::DeckRun run(options.run, signals, model);
+    cli::DeckRun run(options, signals, reload, model);
     model.Attach(run);
     Looker looker(run);
     looker.Look(); // what is wrong from the start needs no window
@@ -101,8 +103,9 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
     QObject::connect(&events, &QSocketNotifier::activated, [&] { looker.Look(); });
     QTimer poll;
     QObject::connect(&poll, &QTimer::timeout, [&] {
-        looker.Look(); // a revival may be due
-        if (signals.Wait({}, std::chrono::milliseconds(0)) == cli::StopSignals::Woken::BySignal) {
+        looker.Look(); // a revival may be due, or a reload
+        const auto woken = signals.Wait({}, std::chrono::milliseconds(0));
+        if (woken == cli::StopSignals::Woken::BySignal || reload.HasLostTerminal()) {
             QApplication::quit();
         }
     });
@@ -111,8 +114,9 @@ int PlayInWindow(const cli::PlayOptions& options, const cli::StopSignals& signal
     DeckWindow window(model, {options.burnIn});
     Open(window, screen, options.fullScreen);
     std::cout << "window: " << (options.file ? options.file->string() : "no video") << ", "
-              << options.run.rate.Name() << " fps, from "
-              << FormatFrame(options.run.startFrame, options.run.rate) << std::endl;
+              << options.run.transport.rate.Name() << " fps, from "
+              << FormatFrame(options.run.transport.startFrame, options.run.transport.rate)
+              << std::endl;
     QApplication::exec();
     looker.ThrowFailure();
     run.End();

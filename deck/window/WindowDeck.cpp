@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdio>
 #include <ctime>
+#include <iostream>
 #include <utility>
 
 namespace deck::window {
@@ -83,7 +84,8 @@ WindowDeck::WindowDeck(const cli::PlayOptions& options)
 void WindowDeck::Attach(cli::DeckRun& run)
 {
     mRun = &run;
-    ShowPosition({mOptions.run.startFrame, HostTimeNanos(HighPrecisionTime::GetCurrentTime()), 0});
+    ShowPosition(
+        {mOptions.run.transport.startFrame, HostTimeNanos(HighPrecisionTime::GetCurrentTime()), 0});
 }
 
 WindowState WindowDeck::Read()
@@ -279,7 +281,7 @@ void WindowDeck::Press(Button button)
 
 void WindowDeck::PostLocate(FrameNumber frame)
 {
-    const FrameRate rate = mOptions.run.rate;
+    const FrameRate rate = mOptions.run.transport.rate;
     const Timecode timecode = ToTimecode(frame, rate);
     HostCall call;
     call.kind = HostCallKind::Locate;
@@ -291,11 +293,11 @@ void WindowDeck::PostLocate(FrameNumber frame)
 
 std::string WindowDeck::Locate(const std::string& text)
 {
-    const Parsed<Timecode> timecode = ParseTimecode(text, mOptions.run.rate);
+    const Parsed<Timecode> timecode = ParseTimecode(text, mOptions.run.transport.rate);
     if (!timecode) {
         return timecode.error;
     }
-    PostLocate(ToFrame(*timecode, mOptions.run.rate).value());
+    PostLocate(ToFrame(*timecode, mOptions.run.transport.rate).value());
     return {};
 }
 
@@ -312,7 +314,7 @@ void WindowDeck::StepSeconds(int seconds)
 void WindowDeck::GoTo(Edge edge)
 {
     if (edge == Edge::Start) {
-        PostLocate(mOptions.run.startFrame);
+        PostLocate(mOptions.run.transport.startFrame);
     } else if (mVideo) {
         PostLocate(FilmEnd() - 1);
     }
@@ -338,6 +340,9 @@ void WindowDeck::ChoosePorts(
 
 void WindowDeck::Tell(const std::string& event, const std::string& text)
 {
+    if (event == "reloaded") {
+        std::cout << "reloaded: " << text << std::endl;
+    }
     if (event == "waiting") { // shown as long as the status says that it waits
         mWaiting = text;
     } else if (event != "note" || (mRun != nullptr && mRun->IsStarted())) {
@@ -397,7 +402,7 @@ void WindowDeck::AddRow(MonitorKind kind,
 void WindowDeck::ShowPosition(const Position& position)
 {
     if (mVideo) {
-        const FrameRate rate = mOptions.run.rate;
+        const FrameRate rate = mOptions.run.transport.rate;
         mVideo->Follow({FrameStart(position.frame, rate) - FrameStart(mOptions.mediaStart, rate),
             position.time, position.speed == 1});
     }

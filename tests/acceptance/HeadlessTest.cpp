@@ -210,6 +210,25 @@ protected:
         EXPECT_EQ(Run({"status", "--json"}), 0) << mOutput;
         return nlohmann::json::parse(mOutput);
     }
+    /// The terminal that a deck with that `command` was started in goes once `words` stand there.
+    void ExpectEndWithTheTerminal(const std::string& command, const std::string& words)
+    {
+        if (!std::filesystem::exists("/usr/bin/script")) {
+            GTEST_SKIP() << "script is not installed: no terminal to hang up";
+        }
+        Program terminal(
+            {"script", "-qc", "'" + std::string(KORVA_DECK) + "' " + command, "/dev/null"},
+            mEnvironment);
+        ASSERT_TRUE(terminal.WaitForLine(words)) << terminal.Output();
+        ASSERT_EQ(Run({"status"}), 0) << mOutput;
+
+        terminal.Signal(SIGKILL);
+
+        const auto deadline = std::chrono::steady_clock::now() + kDeadline;
+        while (Run({"status"}) == 0 && std::chrono::steady_clock::now() < deadline) {
+        }
+        EXPECT_EQ(Run({"status"}), 3) << command << ": " << mOutput;
+    }
 };
 
 TEST_F(HeadlessTest, IsAskedWhileItWaitsForItsService)
@@ -258,20 +277,17 @@ TEST_F(HeadlessTest, TakesThePlaceOfADeckThatWasKilled)
 
 TEST_F(HeadlessTest, EndsWithTheTerminalThatItWasStartedIn)
 {
-    if (!std::filesystem::exists("/usr/bin/script")) {
-        GTEST_SKIP() << "script is not installed: no terminal to hang up";
-    }
-    Program terminal(
-        {"script", "-qc", "'" + std::string(KORVA_DECK) + "' run", "/dev/null"}, mEnvironment);
-    ASSERT_TRUE(terminal.WaitForLine("no ports are chosen")) << terminal.Output();
-    ASSERT_EQ(Run({"status"}), 0) << mOutput;
+    UseWindowsWithoutAScreen();
+    ExpectEndWithTheTerminal("run", "no ports are chosen");
+    ExpectEndWithTheTerminal("play", "window: ");
+}
 
-    terminal.Signal(SIGKILL);
-
-    const auto deadline = std::chrono::steady_clock::now() + kDeadline;
-    while (Run({"status"}) == 0 && std::chrono::steady_clock::now() < deadline) {
-    }
-    EXPECT_EQ(Run({"status"}), 3) << mOutput;
+TEST_F(HeadlessTest, EndsWithItsTerminalAlsoWhileItWaits)
+{
+    UseWindowsWithoutAScreen();
+    mEnvironment["KEL_MIDI_SERVICE"] = "jack";
+    mEnvironment["JACK_DEFAULT_SERVER"] = "there-is-none";
+    ExpectEndWithTheTerminal("run", "waiting: jack");
 }
 
 TEST_F(HeadlessTest, ReadsItsConfigurationWithoutATerminalAsOftenAsItIsTold)

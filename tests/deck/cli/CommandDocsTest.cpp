@@ -1,10 +1,8 @@
-#include "deck/cli/CommandLine.h"
-#include "deck/host/HostError.h"
+#include "tests/deck/cli/ParsedCommandLine.h"
 
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <regex>
 
 namespace deck::cli::test {
 namespace {
@@ -12,34 +10,12 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
-using Arguments = std::vector<std::string>;
-
-std::string Printed(const Arguments& arguments)
-{
-    return std::get<PrintOptions>(ParseCommandLine(arguments)).text;
-}
-
-std::vector<std::string> Matches(const std::string& text, const std::string& pattern)
-{
-    const std::regex regex(pattern);
-    std::vector<std::string> found;
-    for (std::sregex_iterator at(text.begin(), text.end(), regex); at != std::sregex_iterator();
-         ++at) {
-        found.push_back((*at)[1]);
-    }
-    return found;
-}
 
 /// As their help tells them, which is where users find them.
 std::vector<std::string> Commands()
 {
     const std::string help = Printed({"--help"});
     return Matches(help.substr(help.find("Subcommands:")), "\n  ([a-z-]+) ");
-}
-
-std::vector<std::string> OptionsOf(const std::string& command)
-{
-    return Matches(Printed({command, "--help"}), "\n  (?:-[a-z],)?(--[a-z-]+)");
 }
 
 /// The lines of `text` from the first that has `begin` up to the next that has `end`.

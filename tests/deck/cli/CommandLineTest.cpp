@@ -1,6 +1,4 @@
-#include "deck/cli/CommandLine.h"
-
-#include "deck/host/HostError.h"
+#include "tests/deck/cli/ParsedCommandLine.h"
 
 #include <gmock/gmock.h>
 
@@ -9,34 +7,15 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-using Arguments = std::vector<std::string>;
-
-template <typename Options> Options Parse(const Arguments& arguments)
-{
-    return std::get<Options>(ParseCommandLine(arguments));
-}
-
-std::string Refusal(const Arguments& arguments)
-{
-    try {
-        ParseCommandLine(arguments);
-    } catch (const HostError& error) {
-        EXPECT_EQ(error.Status(), kExitBadInput);
-        EXPECT_EQ(std::string(error.what()).find('\n'), std::string::npos) << "one line";
-        return error.what();
-    }
-    ADD_FAILURE() << "accepted";
-    return "";
-}
 
 TEST(CommandLine, RunsWithSensibleDefaults)
 {
     const auto run = Parse<RunOptions>({"run"});
 
     EXPECT_FALSE(run.in || run.out || run.mtc || run.bundle);
-    EXPECT_EQ(run.rate, FrameRate::k25);
-    EXPECT_EQ(run.startFrame, 0);
-    EXPECT_EQ(run.windSpeed, 10);
+    EXPECT_EQ(run.transport.rate, FrameRate::k25);
+    EXPECT_EQ(run.transport.startFrame, 0);
+    EXPECT_EQ(run.transport.windSpeed, 10);
     EXPECT_EQ(run.settings.filename(), "deck-settings.json");
     EXPECT_FALSE(run.json || run.noWait);
     EXPECT_EQ(run.statusInterval, 0);
@@ -51,9 +30,9 @@ TEST(CommandLine, TakesEveryOptionOfRun)
     EXPECT_EQ(run.in, "desk");
     EXPECT_EQ(run.out, "-456");
     EXPECT_EQ(run.mtc, false);
-    EXPECT_EQ(run.rate, FrameRate::k2997Drop);
-    EXPECT_EQ(run.startFrame, 107894);
-    EXPECT_EQ(run.windSpeed, 5);
+    EXPECT_EQ(run.transport.rate, FrameRate::k2997Drop);
+    EXPECT_EQ(run.transport.startFrame, 107894);
+    EXPECT_EQ(run.transport.windSpeed, 5);
     EXPECT_EQ(run.bundle, "/b");
     EXPECT_EQ(run.settings, "/s.json");
     EXPECT_TRUE(run.json && run.noWait);
@@ -72,7 +51,7 @@ TEST(CommandLine, TakesEveryRate)
 {
     for (const FrameRate rate : FrameRate::All()) {
         const auto run = Parse<RunOptions>({"run", "--rate", std::string(rate.Name())});
-        EXPECT_EQ(run.rate, rate) << rate.Name();
+        EXPECT_EQ(run.transport.rate, rate) << rate.Name();
     }
 }
 

@@ -70,10 +70,10 @@ status-interval = 0.5
     EXPECT_EQ(run.out, "-456");
     EXPECT_EQ(run.mtc, false);
     EXPECT_EQ(run.pacing.offset, std::chrono::microseconds(-2500));
-    EXPECT_EQ(run.rate, FrameRate::k2997Drop);
-    EXPECT_EQ(run.startFrame, 107894);
-    EXPECT_EQ(run.windSpeed, 5);
-    EXPECT_EQ(run.locateRate, LocateRate::Deck);
+    EXPECT_EQ(run.transport.rate, FrameRate::k2997Drop);
+    EXPECT_EQ(run.transport.startFrame, 107894);
+    EXPECT_EQ(run.transport.windSpeed, 5);
+    EXPECT_EQ(run.transport.locateRate, LocateRate::Deck);
     EXPECT_EQ(run.bundle, "/b");
     EXPECT_EQ(run.settings, "/s.json");
     EXPECT_EQ(run.takes, "/t.jsonl");
@@ -90,16 +90,17 @@ TEST_F(ConfigFileTest, HasEveryOptionOfPlay)
     const auto play = Parse<PlayOptions>({"play"});
 
     EXPECT_TRUE(play.audio && play.burnIn && play.fullScreen);
-    EXPECT_EQ(play.run.rate, FrameRate::k25) << "its own section goes before what is for both";
+    EXPECT_EQ(play.run.transport.rate, FrameRate::k25)
+        << "its own section goes before what is for both";
 }
 
 TEST_F(ConfigFileTest, GivesEachCommandWhatIsForIt)
 {
     const std::string text = "wind-speed = 3\n[run]\nrate = 24\n[play]\nrate = 30\naudio = true\n";
 
-    EXPECT_EQ(Run(text).rate, FrameRate::k24);
-    EXPECT_EQ(Parse<PlayOptions>({"play"}).run.rate, FrameRate::k30NonDrop);
-    EXPECT_EQ(Parse<PlayOptions>({"play"}).run.windSpeed, 3);
+    EXPECT_EQ(Run(text).transport.rate, FrameRate::k24);
+    EXPECT_EQ(Parse<PlayOptions>({"play"}).run.transport.rate, FrameRate::k30NonDrop);
+    EXPECT_EQ(Parse<PlayOptions>({"play"}).run.transport.windSpeed, 3);
 }
 
 TEST_F(ConfigFileTest, IsOverruledByTheCommandLine)
@@ -113,9 +114,9 @@ TEST_F(ConfigFileTest, IsOverruledByTheCommandLine)
     EXPECT_EQ(run.in, "C");
     EXPECT_EQ(run.out, "B");
     EXPECT_EQ(run.mtc, false);
-    EXPECT_EQ(run.rate, FrameRate::k25);
+    EXPECT_EQ(run.transport.rate, FrameRate::k25);
     EXPECT_FALSE(run.pacing.enabled) << "an offset has no meaning then";
-    EXPECT_EQ(run.windSpeed, 4);
+    EXPECT_EQ(run.transport.windSpeed, 4);
     EXPECT_FALSE(run.portsMayCome) << "one was named by hand";
 }
 
@@ -212,7 +213,7 @@ TEST_F(ConfigFileTest, IsPrintedAsItHolds)
     EXPECT_THAT(Parse<PrintOptions>({"config", "--play"}).text, HasSubstr("\nburn-in = true\n"));
     const RunOptions again = Run(text);
     EXPECT_EQ(again.in, "Desk #2");
-    EXPECT_EQ(again.rate, FrameRate::k24);
+    EXPECT_EQ(again.transport.rate, FrameRate::k24);
 }
 
 } // namespace

@@ -54,7 +54,7 @@ TEST(PlayOptions, AreRefusedWithWhatWouldBeRight)
     EXPECT_THAT(Refusal({"--picture-delay", "1001"}), HasSubstr("--picture-delay 1001"));
     EXPECT_THAT(Refusal({"--outside", "white"}), HasSubstr("it is hold or black"));
     for (const char* const screen : {"0", "-1", "two", "1.5", "99999999999"}) {
-        EXPECT_THAT(Refusal({"--screen", screen}), HasSubstr("1 for the first"));
+        EXPECT_THAT(Refusal({"--screen", screen}), HasSubstr("a whole number from 1"));
     }
 }
 

@@ -1,6 +1,4 @@
-#include "deck/cli/CommandLine.h"
-
-#include "deck/host/HostError.h"
+#include "tests/deck/cli/ParsedCommandLine.h"
 
 #include <gmock/gmock.h>
 
@@ -11,25 +9,6 @@ using namespace std::chrono_literals;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using Arguments = std::vector<std::string>;
-
-template <typename Options> Options Parse(const Arguments& arguments)
-{
-    return std::get<Options>(ParseCommandLine(arguments));
-}
-
-std::string Refusal(const Arguments& arguments)
-{
-    try {
-        ParseCommandLine(arguments);
-    } catch (const HostError& error) {
-        EXPECT_EQ(error.Status(), kExitBadInput);
-        EXPECT_EQ(std::string(error.what()).find('\n'), std::string::npos) << "one line";
-        return error.what();
-    }
-    ADD_FAILURE() << "accepted";
-    return "";
-}
 
 TEST(SendCommandLine, SendsToEveryDeviceAt25UnlessToldOtherwise)
 {

@@ -1,6 +1,6 @@
 #include "deck/protocol/MtcPacer.h"
 
-#include "MtcStream.h"
+#include "MtcWire.h"
 #include "deck/protocol/MtcChecker.h"
 
 #include <gmock/gmock.h>
@@ -21,61 +21,6 @@ using testing::IsEmpty;
 using Time = std::chrono::nanoseconds;
 
 constexpr FrameNumber kStart = 108000;
-
-/// Takes packets as a server does that runs once a period: a packet leaves at its time, but not
-/// before the next period begins.
-class Wire : public MtcOutput {
-public:
-    explicit Wire(Time period)
-        : mPeriod(period)
-    {
-    }
-
-    void Send(ByteView bytes, Time time) noexcept override
-    {
-        const Time next = (now + mPeriod - 1ns) / mPeriod * mPeriod;
-        messages.push_back({Bytes(bytes.begin(), bytes.end()), std::max(time, next)});
-    }
-
-    void Flush() noexcept override
-    {
-        std::erase_if(messages, [&](const TimedBytes& message) { return message.time > now; });
-        ++flushes;
-    }
-
-    Time now{0};
-    int flushes = 0;
-    std::vector<TimedBytes> messages;
-
-private:
-    Time mPeriod;
-};
-
-/// The plug-in's side: four quarter frames a call, eight of one position in two calls.
-class Sender {
-public:
-    std::array<QuarterFrame, 4> Play(const MtcTime& time)
-    {
-        if (mPhase == 0)
-            mTime = time;
-        std::array<QuarterFrame, 4> messages{};
-        for (int i = 0; i < 4; ++i)
-            messages[static_cast<std::size_t>(i)] = EncodeQuarterFrame(mTime, 4 * mPhase + i);
-        mPhase = 1 - mPhase;
-        return messages;
-    }
-
-    Bytes Locate(const MtcTime& time)
-    {
-        mPhase = 0;
-        const auto bytes = EncodeFullFrame(time);
-        return {bytes.begin(), bytes.end()};
-    }
-
-private:
-    int mPhase = 0;
-    MtcTime mTime;
-};
 
 struct Conditions {
     Time period{0};
@@ -594,6 +539,124 @@ TEST(MtcPacer, TakesReportsOnOneThreadAndMessagesOnAnother)
 
     EXPECT_EQ(pacer.Counts().unmatched, 0u);
     EXPECT_EQ(pacer.Counts().paced, 4u * kFrames);
+}
+
+TEST(MtcPacer, AddsTheFullFrameThatATuningLost)
+{
+    Wire wire(1ns);
+    MtcPacer pacer({}, wire);
+    Sender sender;
+    const auto play = [&](FrameNumber frame) {
+        const Time moment = 1s + frame * 40ms;
+        wire.now = moment - pacer.Lead();
+        if (pacer.TakeTuning(wire.now))
+            sender.Locate(MtcTimeOf(frame, FrameRate::k25)); // never arrives
+        if (pacer.Report(frame, FrameRate::k25, moment, wire.now)) {
+            for (const auto& message : sender.Play(MtcTimeOf(frame, FrameRate::k25)))
+                pacer.OnMessage(message, wire.now);
+        }
+    };
+    for (FrameNumber frame = 0; frame < 10; ++frame)
+        play(frame);
+    pacer.Tune(true, 7ms);
+    for (FrameNumber frame = 10; frame < 50; ++frame)
+        play(frame);
+
+    EXPECT_EQ(pacer.Counts().fullFramesAdded, 2U) << "one for the beginning";
+    MtcChecker checker;
+    for (const auto& message : wire.messages)
+        checker.Feed(message.bytes, message.time);
+    EXPECT_THAT(Defects(checker.Report()), IsEmpty());
+}
+
+TEST(MtcPacer, CancelsWhatIsScheduledAlsoWhenItPacesNoMore)
+{
+    Wire wire(1ns);
+    MtcPacer pacer({.offset = 100ms}, wire);
+    Sender sender;
+    ASSERT_TRUE(pacer.Report(0, FrameRate::k25, 1000ms, 985ms));
+    wire.now = 986ms;
+    for (const auto& message : sender.Play(MtcTimeOf(0, FrameRate::k25)))
+        pacer.OnMessage(message, wire.now);
+    const auto located = sender.Locate(MtcTimeOf(500, FrameRate::k25));
+
+    pacer.Tune(false, 0ms);
+    pacer.Restart(); // for a locate, which goes before everything
+    EXPECT_FALSE(pacer.TakeTuning(wire.now)) << "the locate has its own full frame";
+    pacer.OnMessage(located, wire.now);
+
+    EXPECT_EQ(wire.dropped, 4U);
+    EXPECT_EQ(wire.messages.back().bytes, located);
+}
+
+/// Counts what is sent, on the receiving thread.
+class CountingOutput : public MtcOutput {
+public:
+    void Send(ByteView bytes, Time) noexcept override { ++(bytes.size() == 2 ? quarters : full); }
+    void Flush() noexcept override {}
+
+    std::int64_t quarters = 0;
+    std::int64_t full = 0;
+};
+
+TEST(MtcPacer, IsTunedByAThirdThreadWhileItRuns)
+{
+    constexpr FrameNumber kFrames = 20000;
+    CountingOutput output;
+    MtcPacer pacer({}, output);
+    std::atomic<std::int64_t> next{0}; // twice the frame, and 1 where a full frame goes before it
+    std::atomic<FrameNumber> handled{0};
+    std::atomic<bool> ends{false};
+    std::thread tuner([&] {
+        for (int i = 0; !ends; ++i) {
+            pacer.Tune(i % 3 != 0, std::chrono::milliseconds(i % 50));
+            std::this_thread::yield();
+        }
+    });
+    std::int64_t accepted = 0;
+    std::int64_t tunings = 0;
+    std::thread receiver([&] {
+        Sender sender;
+        for (std::int64_t seen = 0; seen != -1;) {
+            next.wait(seen);
+            seen = next;
+            const auto time = MtcTimeOf(seen / 2, FrameRate::k25);
+            if (seen % 2 != 0)
+                pacer.OnMessage(sender.Locate(time), Time(0));
+            if (seen != -1) {
+                for (const auto& message : sender.Play(time))
+                    pacer.OnMessage(message, Time(0));
+                handled = seen / 2;
+                handled.notify_one();
+            }
+        }
+    });
+    bool isTuned = false;
+    for (FrameNumber frame = 1; frame < kFrames; ++frame) {
+        const Time moment = 1s + frame * 40ms;
+        const Time now = moment - 2s;
+        if (pacer.TakeTuning(moment)) {
+            isTuned = true;
+            ++tunings;
+        }
+        if (!pacer.Report(frame, FrameRate::k25, moment, now))
+            continue;
+        ++accepted;
+        next = 2 * frame + (std::exchange(isTuned, false) ? 1 : 0);
+        next.notify_one();
+        for (FrameNumber done = handled; done != frame; done = handled)
+            handled.wait(done);
+    }
+    next = -1;
+    next.notify_one();
+    receiver.join();
+    ends = true;
+    tuner.join();
+
+    EXPECT_GT(tunings, 100);
+    EXPECT_EQ(output.quarters, 4 * accepted);
+    EXPECT_EQ(pacer.Counts().orphaned, 0U);
+    EXPECT_EQ(pacer.Counts().unmatched, 0U);
 }
 
 } // namespace

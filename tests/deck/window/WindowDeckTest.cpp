@@ -211,7 +211,7 @@ TEST_F(WindowDeckTest, SaysWhereTheFilmBeginsAndEnds)
 TEST_F(WindowDeckTest, KnowsTheFilmsEndAtAnotherRate)
 {
     mOptions.file = test::MakeFilm({"25", 50, ""});
-    mOptions.run.rate = FrameRate::k24;
+    mOptions.run.transport.rate = FrameRate::k24;
     Begin();
 
     EXPECT_EQ(mModel->Read().film, "25 fps, 00:00:00:00 to 00:00:02:00");

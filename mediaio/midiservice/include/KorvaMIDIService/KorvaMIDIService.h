@@ -17,7 +17,7 @@ CF_EXPORT const char* KorvaMIDIServiceName(void);
 typedef SInt32 KorvaMIDIServiceStateCode;
 enum {
     kKorvaMIDIServiceRunning = 0, /* and the endpoints that it has found are there */
-    kKorvaMIDIServiceWaiting = 1 /* for its server, which is looked for all the time */
+    kKorvaMIDIServiceWaiting = 1  /* for its server, which is looked for all the time */
 };
 
 /* Starts the service. `reason` (may be null) receives one line for the user,
