@@ -103,9 +103,9 @@ int Xjadeo::Picture() const
     return pixels.size() == size ? test::ReadFrameNumber(pixels) : -1;
 }
 
-bool Xjadeo::ComesTo(int frame)
+bool Xjadeo::ComesTo(int frame, std::chrono::seconds deadline)
 {
-    const auto end = std::chrono::steady_clock::now() + kDeadline;
+    const auto end = std::chrono::steady_clock::now() + deadline;
     while (Position() != frame || Picture() != frame) {
         if (std::chrono::steady_clock::now() > end) {
             return false;

@@ -28,7 +28,7 @@ public:
     /// The frame that the picture on the screen spells.
     int Picture() const;
     /// Whether it comes to show that frame, by its own word and by the picture.
-    bool ComesTo(int frame);
+    bool ComesTo(int frame, std::chrono::seconds deadline = kDeadline);
 
     /// From now on it tells each frame that it comes to show.
     void TellFrames();
