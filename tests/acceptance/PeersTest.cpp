@@ -2,8 +2,7 @@
 // that follows the deck, a DAW that leads it or chases it.
 
 #include "tests/acceptance/Ardour.h"
-#include "tests/acceptance/DeckTest.h"
-#include "tests/acceptance/JackServer.h"
+#include "tests/acceptance/JackStudio.h"
 #include "tests/acceptance/Xjadeo.h"
 #include "tests/deck/media/TestFilm.h"
 
@@ -36,22 +35,19 @@ json StatusOf(const Program& deck)
     return json::parse(output.substr(begin, output.find('\n', begin) - begin));
 }
 
-class PeersTest : public DeckTest {
+class PeersTest : public JackDeckTest {
 protected:
-    /// Of the server, as JackServer has it.
     explicit PeersTest(int period = 1024)
-        : mServer(period)
+        : JackDeckTest(period)
     {
     }
 
     void SetUp() override
     {
-        if (!JackServer::IsInstalled()) {
-            GTEST_SKIP() << "jackd is not installed: no JACK server to test with";
+        JackDeckTest::SetUp();
+        if (!IsSkipped()) {
+            mServer->Start();
         }
-        mServer.Start();
-        mEnvironment["KEL_MIDI_SERVICE"] = "jack";
-        mEnvironment["JACK_DEFAULT_SERVER"] = mServer.Name();
     }
 
     /// A deck with its own ports only, which tells its status often.
@@ -72,8 +68,6 @@ protected:
         arguments.insert(arguments.end(), commands.begin(), commands.end());
         EXPECT_EQ(Run(arguments), 0) << mOutput;
     }
-
-    JackServer mServer;
 };
 
 // ------------------------------------------------------------------ a player that follows
@@ -107,7 +101,7 @@ protected:
     /// Whether a client was late for one, by the server's word.
     bool HasMissedCycles() const
     {
-        return mServer.Output().find("was not finished") != std::string::npos;
+        return mServer->Output().find("was not finished") != std::string::npos;
     }
 
     /// Whether the player comes to where the deck is sent. A busy machine's deck or player may miss
@@ -222,14 +216,6 @@ protected:
         PeersTest::SetUp();
     }
 
-    std::unique_ptr<Program> StartBound(const std::string& rate)
-    {
-        auto deck = Start({"run", "--json", "--rate", rate, "--in", "ardour:MMC out", "--out",
-            "ardour:MTC in", "--status-interval", "0.01"});
-        EXPECT_TRUE(deck->WaitForLine(R"("bound":true)")) << deck->Output();
-        return deck;
-    }
-
     static bool ComesTo(Program& deck, const std::string& state, int frame)
     {
         return deck
@@ -257,7 +243,8 @@ TEST_P(LeadingDawTest, IsObeyed)
 {
     const auto& [rate, samples, timecode, frame] = GetParam();
     Ardour daw(mHome / "ardour", mEnvironment, false);
-    const auto deck = StartBound(rate);
+    const auto deck = StartBound({"--rate", rate, "--in", "ardour:MMC out", "--out",
+        "ardour:MTC in", "--status-interval", "0.01"});
     daw.Do("rate " + std::string(rate));
     daw.Do("send_mmc");
 
@@ -369,7 +356,7 @@ protected:
 
     void SetUp() override
     {
-        if (std::getenv("KORVA_QUIET_MACHINE") == nullptr) {
+        if (std::getenv("SOAK_MINUTES") == nullptr) {
             GTEST_SKIP() << "needs a machine with nothing else to do: ./check soak runs it";
         }
         if (!Ardour::IsInstalled()) {
@@ -383,8 +370,8 @@ protected:
     {
         Ardour daw(mHome / "ardour", mEnvironment, true);
         const auto deck = StartDeck(GetParam(), options);
-        JackPeer console(mServer, "Console");
-        JackPeer listener(mServer, "Listener");
+        JackPeer console(*mServer, "Console");
+        JackPeer listener(*mServer, "Listener");
         EXPECT_TRUE(console.Wire("korva-deck:MMC in", "korva-deck:MTC out"));
         EXPECT_TRUE(console.Connect("korva-deck:MTC out", "ardour:MTC in"));
         EXPECT_TRUE(listener.Hear("ardour:MTC out"));

@@ -34,7 +34,7 @@ protected:
     void Begin()
     {
         mModel.emplace(mOptions);
-        mRun.emplace(mOptions.run, mSignals, *mModel);
+        mRun.emplace(mOptions, mSignals, mReload, *mModel);
         mModel->Attach(*mRun);
         ASSERT_TRUE(mRun->TryStart());
     }
@@ -72,6 +72,7 @@ protected:
 
     deck::test::TemporaryFolder mFolder;
     const cli::StopSignals mSignals;
+    cli::ReloadSignal mReload;
     host::MidiClient mMachine{"machine"};
     cli::PlayOptions mOptions;
     std::optional<WindowDeck> mModel;
@@ -185,7 +186,7 @@ TEST_F(WindowDeckTest, NumbersTakesAsTheListDoes)
 TEST_F(WindowDeckTest, SaysWhereTheFilmBeginsAndEnds)
 {
     mOptions.file = test::MakeFilm({"25", 50, "01:00:00:00"});
-    mOptions.mediaStart = mOptions.run.startFrame = 90000;
+    mOptions.mediaStart = mOptions.run.transport.startFrame = 90000;
     Begin();
     EXPECT_EQ(mModel->Read().film, "25 fps, 01:00:00:00 to 01:00:02:00");
     EXPECT_THAT(Texts(mModel->Read()), Not(Contains(HasSubstr("film"))));
