@@ -3,7 +3,9 @@
 #include "BackEndTest.h"
 #include "RecordingListener.h"
 
+#include <future>
 #include <limits>
+#include <thread>
 
 namespace kelmidi {
 namespace {
@@ -174,6 +176,64 @@ TEST_F(CoreMidiOutputPortTest, SaysWhatItIs)
     EXPECT_FALSE(port->IsConnected());
     EXPECT_TRUE(port->CanUseTimeStamp());
     EXPECT_FALSE(port->IsSoftwareInstrument());
+}
+
+// A port that goes late, on the thread that held it last, leaves its successor connected.
+
+TEST_F(CoreMidiInputPortTest, LeavesTheSourceToThePortThatConnectedSince)
+{
+    auto before = MakePort();
+    const auto after = MakePort();
+    EXPECT_CALL(mService, PortConnectSource(kInPort, kSource, _)).Times(2);
+    before->Connect();
+    after->Connect();
+
+    EXPECT_CALL(mService, PortDisconnectSource(_, _)).Times(0);
+    before.reset();
+    testing::Mock::VerifyAndClearExpectations(&mService);
+    EXPECT_CALL(mService, PortDisconnectSource(kInPort, kSource));
+}
+
+TEST_F(CoreMidiInputPortTest, KeepsTheSourceWhereAnotherPortIsRefused)
+{
+    auto before = MakePort();
+    const auto after = MakePort();
+    EXPECT_CALL(mService, PortConnectSource(kInPort, kSource, before.get()));
+    EXPECT_CALL(mService, PortConnectSource(kInPort, kSource, after.get()))
+        .WillOnce(Return(kServiceError));
+    before->Connect();
+    after->Connect();
+
+    EXPECT_CALL(mService, PortDisconnectSource(kInPort, kSource));
+    before.reset();
+}
+
+TEST_F(CoreMidiInputPortTest, ConnectsOnceMoreWhereItsPredecessorCutItMeanwhile)
+{
+    auto before = MakePort();
+    const auto after = MakePort();
+    std::promise<void> cutBegins;
+    std::promise<void> connected;
+    EXPECT_CALL(mService, PortConnectSource(kInPort, kSource, before.get()));
+    EXPECT_CALL(mService, PortConnectSource(kInPort, kSource, after.get()))
+        .WillOnce([&](auto...) {
+            connected.set_value();
+            return 0;
+        })
+        .WillOnce(Return(0));
+    EXPECT_CALL(mService, PortDisconnectSource(kInPort, kSource))
+        .WillOnce([&](auto...) {
+            cutBegins.set_value();
+            connected.get_future().wait();
+            return 0;
+        })
+        .WillOnce(Return(0)); // in the end, by the successor
+    before->Connect();
+    std::thread receiveThread([&] { before.reset(); });
+    cutBegins.get_future().wait();
+
+    EXPECT_TRUE(after->Connect());
+    receiveThread.join();
 }
 
 TEST_F(CoreMidiOutputPortTest, ConnectsWithoutTheServiceAndFlushesOnDisconnect)

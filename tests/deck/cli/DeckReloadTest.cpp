@@ -40,6 +40,9 @@ const std::vector<Case> kCases{
     {{"--audio"}, "audio", Holds::AfterARestart},
     {{"--burn-in"}, "burn-in", Holds::AfterARestart},
     {{"--full-screen"}, "full-screen", Holds::AfterARestart},
+    {{"--screen=2"}, "screen", Holds::AfterARestart},
+    {{"--picture-delay=5"}, "picture-delay", Holds::AfterARestart},
+    {{"--outside=black"}, "outside", Holds::AfterARestart},
 };
 
 std::string OptionOf(const Case& one)

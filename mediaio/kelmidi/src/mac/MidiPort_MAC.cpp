@@ -2,8 +2,13 @@
 
 #include "mediaio/kelmidi/src/mac/PlatformStrings_MAC.h"
 
+#include <condition_variable>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <map>
+#include <mutex>
+#include <utility>
 
 namespace kelmidi {
 
@@ -29,6 +34,63 @@ UTF16String GetUniqueIDProperty(MIDIEndpointRef endpoint)
     std::snprintf(text, sizeof(text), "%i", static_cast<int>(uniqueID));
     return kelcore::utility::AsciiToUTF16(text);
 }
+
+/// Whose a connection is. The service knows it by input port and source alone. A port that the
+/// receive thread held last is destroyed there, late: it must not cut what another port of that
+/// source has connected since.
+class Connections {
+public:
+    static Connections& Get()
+    {
+        static Connections& sConnections = *new Connections; // ports may outlive statics
+        return sConnections;
+    }
+
+    bool Connect(MIDIPortRef inPort, MIDIEndpointRef source, CoreMidiInputPort* port)
+    {
+        std::unique_lock lock(mMutex);
+        Connection& connection = mConnections[{inPort, source}];
+        bool isConnected = false;
+        std::uint64_t cuts = 0;
+        do {
+            cuts = connection.cuts;
+            lock.unlock();
+            isConnected = MIDIPortConnectSource(inPort, source, port) == kNoError;
+            lock.lock();
+            connection.owner = isConnected ? port : connection.owner;
+            mCut.wait(lock, [&] { return connection.cutting == 0; });
+        } while (isConnected && connection.cuts != cuts);
+        return isConnected;
+    }
+
+    void Disconnect(MIDIPortRef inPort, MIDIEndpointRef source, const CoreMidiInputPort* port)
+    {
+        std::unique_lock lock(mMutex);
+        Connection& connection = mConnections[{inPort, source}];
+        if (connection.owner != port) {
+            return;
+        }
+        connection.owner = nullptr;
+        ++connection.cutting;
+        lock.unlock();
+        MIDIPortDisconnectSource(inPort, source);
+        lock.lock();
+        --connection.cutting;
+        ++connection.cuts;
+        mCut.notify_all();
+    }
+
+private:
+    struct Connection {
+        const CoreMidiInputPort* owner = nullptr;
+        int cutting = 0;        // threads that disconnect it just now
+        std::uint64_t cuts = 0; // so far
+    };
+
+    std::mutex mMutex; // not held while the service is called
+    std::condition_variable mCut;
+    std::map<std::pair<MIDIPortRef, MIDIEndpointRef>, Connection> mConnections;
+};
 
 MIDIPacketList MakePacketList(const MidiData& data) noexcept
 {
@@ -58,7 +120,7 @@ CoreMidiInputPort::~CoreMidiInputPort()
 
 bool CoreMidiInputPort::Connect()
 {
-    const bool connected = MIDIPortConnectSource(mInPort, mSource, this) == kNoError;
+    const bool connected = Connections::Get().Connect(mInPort, mSource, this);
     mConnected = connected;
     return connected;
 }
@@ -66,7 +128,7 @@ bool CoreMidiInputPort::Connect()
 void CoreMidiInputPort::Disconnect()
 {
     if (mConnected) {
-        MIDIPortDisconnectSource(mInPort, mSource);
+        Connections::Get().Disconnect(mInPort, mSource, this);
         mConnected = false;
     }
 }
