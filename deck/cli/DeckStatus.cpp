@@ -127,6 +127,9 @@ bool IsChange(const DeckStatus& before, const DeckStatus& after)
     if (after.speed != 0) {
         comparable.frame = after.frame;
     }
+    if (before.lost != 0) { // what loses goes on losing
+        comparable.lost = after.lost;
+    }
     return !(comparable == after);
 }
 

@@ -50,8 +50,8 @@ struct DeckStatus {
     bool operator==(const DeckStatus&) const = default;
 };
 
-/// True where `after` is worth a line of its own: more than the frame and how well the picture
-/// follows has changed, or the frame at rest.
+/// True where `after` is worth a line of its own: more than the frame, how well the picture
+/// follows and how much was lost has changed, or the frame at rest, or something is lost at all.
 bool IsChange(const DeckStatus& before, const DeckStatus& after);
 
 /// One line without its end, at most `width` columns wide.

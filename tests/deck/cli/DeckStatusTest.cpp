@@ -169,6 +169,19 @@ TEST(DeckStatus, IsNoNewsWhereThePictureOnlyDrifts)
     EXPECT_FALSE(IsChange(before, after));
 }
 
+TEST(DeckStatus, TellsAtOnceThatSomethingIsLostAndNotEachTime)
+{
+    DeckStatus first = Playing();
+    first.lost = 0;
+    DeckStatus lost = first;
+    lost.lost = 1;
+    DeckStatus more = lost;
+    more.lost = 5;
+
+    EXPECT_TRUE(IsChange(first, lost));
+    EXPECT_FALSE(IsChange(lost, more)) << "with the next line";
+}
+
 TEST(CallJSON, TellsALocatesTime)
 {
     const auto json = nlohmann::json::parse(
