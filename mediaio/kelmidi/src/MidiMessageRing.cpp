@@ -13,7 +13,7 @@ namespace kelmidi {
 
 MidiMessageRing::MidiMessageRing(std::uint32_t capacity)
     : mCapacity(capacity)
-    , mPool(new MidiMessage[capacity + kSpares])
+    , mPool(std::allocator<MidiMessage>().allocate(capacity + kSpares), {capacity + kSpares})
     , mSlots(new std::atomic<SlotWord>[capacity])
     , mSpares{capacity, capacity + 1}
 {
@@ -34,7 +34,7 @@ void MidiMessageRing::Fill(std::int64_t number, const MidiMessage& message) noex
     if (mSpares[0] == mPinned.load()) {
         std::swap(mSpares[0], mSpares[1]);
     }
-    mPool[mSpares[0]] = message;
+    std::construct_at(&mPool[mSpares[0]], message); // what was there needs no end
     const SlotWord before = SlotOf(number).exchange(MakeWord(number, mSpares[0]));
     mSpares[0] = IndexOf(before);
 }

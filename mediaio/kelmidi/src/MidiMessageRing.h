@@ -73,8 +73,17 @@ private:
         const std::atomic<SlotWord>& slot, std::int64_t number) noexcept;
     std::atomic<SlotWord>& SlotOf(std::int64_t number) noexcept;
 
+    struct FreePool {
+        std::uint32_t size = 0;
+        void operator()(MidiMessage* pool) const
+        {
+            std::allocator<MidiMessage>().deallocate(pool, size);
+        }
+    };
+
     const std::uint32_t mCapacity;
-    std::unique_ptr<MidiMessage[]> mPool;
+    // A megabyte that is not touched before messages come: most ports are only listed.
+    std::unique_ptr<MidiMessage[], FreePool> mPool;
     std::unique_ptr<std::atomic<SlotWord>[]> mSlots; // written by the producer only
 
     alignas(64) std::atomic<std::int64_t> mReadCount{0}; // written by the pass only
