@@ -348,9 +348,7 @@ void TakeOverMedia(RawPlay& raw, const MediaInfo& info)
 
 void TakeOverPicture(RawPlay& raw)
 {
-    const double millis
-        = ParseNumber("--picture-delay", raw.pictureDelay, 0, 1000, "a number of milliseconds");
-    raw.options.pictureDelay = std::chrono::nanoseconds(std::llround(millis * 1e6));
+    raw.options.pictureDelay = ParseMillis("--picture-delay", raw.pictureDelay, 0, 1000);
     if (raw.outside != "hold" && raw.outside != "black") {
         throw HostError("--outside " + raw.outside + ": it is hold or black");
     }

@@ -7,6 +7,7 @@
 #include "deck/host/BundleLoader.h"
 #include "deck/host/DeckSession.h"
 #include "deck/host/HostError.h"
+#include "deck/host/MidiPackets.h"
 #include "deck/host/PortSettings.h"
 #include "deck/protocol/MTC.h"
 #include "deck/protocol/MidiStream.h"

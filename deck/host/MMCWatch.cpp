@@ -1,5 +1,6 @@
 #include "deck/host/MMCWatch.h"
 
+#include "deck/host/MidiPackets.h"
 #include "kelcore/utility/HighPrecisionTime.h"
 
 namespace deck::host {

@@ -1,5 +1,7 @@
 #include "deck/host/MidiListener.h"
 
+#include "deck/host/MidiPackets.h"
+
 #include "kelcore/utility/HighPrecisionTime.h"
 
 #include <algorithm>

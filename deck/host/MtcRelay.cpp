@@ -1,6 +1,6 @@
 #include "deck/host/MtcRelay.h"
 
-#include "deck/host/SourceConnection.h"
+#include "deck/host/MidiPackets.h"
 #include "kelcore/utility/HighPrecisionTime.h"
 
 namespace deck::host {

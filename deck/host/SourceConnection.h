@@ -8,16 +8,6 @@
 
 namespace deck::host {
 
-/// Calls `onPacket` with each packet. [receive, real-time]
-template <typename Handler> void ForEachPacket(const MIDIPacketList& packets, Handler onPacket)
-{
-    const MIDIPacket* packet = &packets.packet[0];
-    for (UInt32 i = 0; i < packets.numPackets; ++i) {
-        onPacket(*packet);
-        packet = MIDIPacketNext(packet);
-    }
-}
-
 /// One input port's connection to one source. It ends with the port.
 class SourceConnection {
 public:

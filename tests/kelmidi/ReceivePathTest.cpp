@@ -7,12 +7,16 @@
 
 #include "kelcore/threads/AsyncExecutor.h"
 #include "mediaio/kelmidi/src/DeferredMidiMessageHandler.h"
+#include "mediaio/kelmidi/src/MidiMessageRing.h"
 #include "mediaio/kelmidi/src/mac/MidiPort_MAC.h"
 
 #include <boost/smart_ptr/make_shared.hpp>
 
 #include <memory>
 #include <mutex>
+#include <vector>
+
+#include <sys/resource.h>
 
 namespace kelmidi {
 namespace {
@@ -125,6 +129,25 @@ TEST_F(ReceivePathTest, NeitherAllocatesNorLocksForAMessageFromTheReadCallbackOn
     EXPECT_EQ(locks, 0U);
     mLeave.Set();
     EXPECT_TRUE(mListener.WaitForCount(102));
+}
+
+// A surface lists ports under its lock, while MTC is dropped.
+TEST(MidiMessageRingMemory, IsNotTouchedBeforeMessagesCome)
+{
+    constexpr int kRings = 64; // more than an allocator has at hand
+    std::vector<std::unique_ptr<MidiMessageRing>> rings;
+    const auto pageFaults = [] {
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_minflt;
+    };
+    const long before = pageFaults();
+    for (int i = 0; i < kRings; ++i) {
+        rings.push_back(std::make_unique<MidiMessageRing>());
+    }
+
+    const long pages = (pageFaults() - before) / kRings;
+    EXPECT_LT(pages, 50) << "a ring's messages take some 270";
 }
 
 } // namespace

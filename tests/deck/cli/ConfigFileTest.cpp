@@ -2,6 +2,7 @@
 
 #include "deck/cli/CommandLine.h"
 #include "tests/deck/TemporaryFolder.h"
+#include "tests/deck/cli/ParsedCommandLine.h"
 
 #include <gmock/gmock.h>
 
@@ -11,7 +12,6 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::StartsWith;
-using Arguments = std::vector<std::string>;
 
 class ConfigFileTest : public testing::Test {
 protected:
@@ -29,15 +29,7 @@ protected:
     std::string Refusal(const std::string& text, const std::string& command = "run") const
     {
         folder.Write("deck.conf", text);
-        try {
-            Parse<RunOptions>({command});
-        } catch (const HostError& error) {
-            EXPECT_EQ(error.Status(), kExitBadInput);
-            EXPECT_EQ(std::string(error.what()).find('\n'), std::string::npos) << "one line";
-            return error.what();
-        }
-        ADD_FAILURE() << "accepted";
-        return "";
+        return test::Refusal({command, "--config", File()});
     }
     std::string File() const { return (folder.Path() / "deck.conf").string(); }
 
